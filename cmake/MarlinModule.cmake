@@ -1,0 +1,43 @@
+# What all targets share, and the one way to declare a module or its tests.
+
+add_library(marlin_options INTERFACE)
+target_include_directories(marlin_options INTERFACE "${CMAKE_SOURCE_DIR}/src")
+target_compile_options(marlin_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+    -Wcast-align -Wunused -Woverloaded-virtual -Wnull-dereference -Wdouble-promotion -Wformat=2
+    -Werror -fstack-protector-strong)
+target_link_libraries(marlin_options INTERFACE Threads::Threads)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # Debian's compiler defines the macro only with its packaging flags, so set it ourselves.
+    target_compile_options(marlin_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    # Inlining at -O2 makes this one report paths that cannot be taken inside the standard library.
+    target_compile_options(marlin_options INTERFACE -Wno-null-dereference)
+endif()
+if(MARLIN_SANITIZE)
+    target_compile_options(marlin_options INTERFACE
+        -fsanitize=${MARLIN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+        -Wno-null-dereference -Wno-maybe-uninitialized)
+    target_link_options(marlin_options INTERFACE -fsanitize=${MARLIN_SANITIZE})
+endif()
+
+# marlin_module(NAME SOURCES... LINKS...): the static library mb_NAME of src/NAME.
+# PRIVATE_LINKS are used in its .cpp files only.
+function(marlin_module name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(mb_${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(mb_${name} PUBLIC marlin_options ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+endfunction()
+
+# marlin_test(NAME SOURCES... LINKS...): one GoogleTest program, each of its tests known to ctest.
+# LABEL groups the tests for `ctest -L`; TIMEOUT is for one test, in seconds.
+function(marlin_test name)
+    cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} GTest::gtest GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+        PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
+endfunction()

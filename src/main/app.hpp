@@ -1,0 +1,70 @@
+#pragma once
+// The program put together: one App owns all services; routes and callbacks hold a reference to it.
+//
+// Threads: App is made and destroyed on the main thread. Its members lock themselves; handlers use
+// them from connection threads, any number at once.
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "json/json.hpp"
+#include "net/net.hpp"
+#include "workspace/workspace.hpp"
+
+namespace mbwin {
+class Host;
+}
+
+namespace mbapp {
+
+inline constexpr const char* kVersion = MARLIN_VERSION;
+
+// Cleared as the first step of any shutdown.
+extern std::atomic<bool> g_running;
+// The live window, or null: routes reach it only through this.
+extern std::atomic<mbwin::Host*> g_host;
+
+struct App {
+    mbws::Workspace workspace;
+    mbnet::Server server;
+    std::string configPath;  // of the settings file
+    std::mutex pendingMutex;
+    std::vector<mbjson::Json> pendingOpen;  // open targets that wait for a page; by pendingMutex
+
+    // The name of the root for this folder, which is added and saved when it is none yet. Two
+    // callers at once can lose one of two roots, never tear the record.
+    std::string ensureRoot(const std::string& path, bool& created);
+    // Turns paths into open targets and pushes them; with `queue` they also wait for the first page
+    // that asks. Paths that do not exist are dropped.
+    void requestOpen(const std::vector<std::string>& paths, bool queue);
+    // One event to all pages. Any thread; blocks while a page does not read. Whatever text the
+    // event holds, the frame is valid UTF-8: a web view closes the channel at one that is not.
+    void push(const mbjson::Json& event);
+    // Takes all open targets that wait.
+    mbjson::Json drainPendingOpen();
+};
+
+// The JSON body; an empty object when it does not parse.
+mbjson::Json parseBody(const mbnet::Request& request);
+
+// {"ok":true}
+mbnet::Response okResponse();
+
+// The root's path; the first root's for an unknown name; empty when there is no root.
+std::string rootPathFor(const App& app, const std::string& name);
+
+// The window's state as the page knows it; without a window it is active and not maximised.
+mbjson::Json windowState();
+
+// What the page is told of the file index while there is none: nothing scanned, nothing running.
+mbjson::Json unscannedIndex();
+
+// A path as a JSON string that may leave the process. Each component is converted by itself: folders
+// and files of different ages rarely share an encoding.
+mbjson::Json utf8Path(std::string_view path);
+
+}  // namespace mbapp

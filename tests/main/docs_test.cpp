@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "main/app.hpp"
+#include "main/routes.hpp"
+#include "support/support.hpp"
+#include "util/util.hpp"
+
+namespace {
+
+// The paths in the first column of the table of routes.
+std::set<std::string> documentedRoutes() {
+    std::set<std::string> paths;
+    for (const std::string& line :
+         mbutil::split(mbtest::slurp(MARLIN_SOURCE_DIR "/docs/bridge-api.md"), '\n')) {
+        if (!mbutil::startsWith(line, "| `/")) continue;
+        const size_t end = line.find('`', 3);
+        paths.insert(line.substr(3, end - 3));
+    }
+    return paths;
+}
+
+TEST(BridgeDocs, ListEveryRouteAndNoOther) {
+    mbapp::App app;
+    mbapp::registerVendor(app, "/nowhere");
+    mbapp::registerRoutes(app);
+    std::set<std::string> live;
+    for (const mbnet::Route& route : app.server.routeTable()) live.insert(route.prefix);
+    EXPECT_EQ(live, documentedRoutes());
+    EXPECT_EQ(live.size(), app.server.routeTable().size());
+}
+
+TEST(BridgeDocs, OnlyVendorIsOpenToAll) {
+    mbapp::App app;
+    mbapp::registerVendor(app, "/nowhere");
+    mbapp::registerRoutes(app);
+    for (const mbnet::Route& route : app.server.routeTable())
+        EXPECT_EQ(route.requireToken, route.prefix != "/vendor/") << route.prefix;
+}
+
+}  // namespace
