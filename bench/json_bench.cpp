@@ -70,15 +70,13 @@ std::string event(int i) {
 
 Load events() {
     Load load{"100,000 events", {}};
-    for (int i = 0; i < 100'000; ++i)
-        load.texts.push_back(event(i));
+    for (int i = 0; i < 100'000; ++i) load.texts.push_back(event(i));
     return load;
 }
 
 Load eventsInOneArray() {
     std::string all = "[";
-    for (int i = 0; i < 100'000; ++i)
-        all += (i ? "," : "") + event(i);
+    for (int i = 0; i < 100'000; ++i) all += (i ? "," : "") + event(i);
     return {"100,000 events in an array", {all + "]"}};
 }
 
@@ -146,15 +144,13 @@ template <class Library>
 auto documents(const Load& load) {
     std::vector<decltype(Library::parse(load.texts.front()))> all;
     all.reserve(load.texts.size());
-    for (const std::string& text : load.texts)
-        all.push_back(Library::parse(text));
+    for (const std::string& text : load.texts) all.push_back(Library::parse(text));
     return all;
 }
 
 template <class Documents, class Library>
 void dumpAll(const Documents& all) {
-    for (const auto& document : all)
-        benchmark::DoNotOptimize(Library::dump(document));
+    for (const auto& document : all) benchmark::DoNotOptimize(Library::dump(document));
 }
 
 template <class Work>
@@ -210,8 +206,7 @@ void printRatios() {
 
 int64_t totalSize(const Load& load) {
     int64_t bytes = 0;
-    for (const std::string& text : load.texts)
-        bytes += static_cast<int64_t>(text.size());
+    for (const std::string& text : load.texts) bytes += static_cast<int64_t>(text.size());
     return bytes;
 }
 
@@ -223,15 +218,13 @@ void registerLibrary(const Load& load) {
     };
     benchmark::RegisterBenchmark(("parse/" + name).c_str(), [&load,
                                                              finish](benchmark::State& state) {
-        for (auto _ : state)
-            parseAll<Library>(load);
+        for (auto _ : state) parseAll<Library>(load);
         finish(state);
     })->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark(("dump/" + name).c_str(), [&load,
                                                             finish](benchmark::State& state) {
         const auto all = documents<Library>(load);
-        for (auto _ : state)
-            dumpAll<decltype(all), Library>(all);
+        for (auto _ : state) dumpAll<decltype(all), Library>(all);
         finish(state);
     })->Unit(benchmark::kMillisecond);
 }
@@ -246,19 +239,17 @@ void registerUrlDecode() {
          {Case{"plain", "/project/src/file.cpp"}, Case{"some", "/project/%C3%BCbersicht+a.txt"},
           Case{"all", "%F0%9F%98%80"}}) {
         std::string text;
-        while (text.size() < 1'000'000)
-            text += c.piece;
+        while (text.size() < 1'000'000) text += c.piece;
         benchmark::RegisterBenchmark(
             (std::string("urlDecode/") + c.name).c_str(), [text](benchmark::State& state) {
-                for (auto _ : state)
-                    benchmark::DoNotOptimize(mbnet::urlDecode(text));
+                for (auto _ : state) benchmark::DoNotOptimize(mbnet::urlDecode(text));
                 state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                                         static_cast<int64_t>(text.size()));
             });
     }
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

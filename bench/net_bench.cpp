@@ -97,15 +97,14 @@ public:
     ~BareServer() {
         ::shutdown(listener.value, SHUT_RDWR);
         accepting.join();
-        for (std::thread& serving : threads)
-            serving.join();
+        for (std::thread& serving : threads) serving.join();
     }
     int port = 0;
 
 private:
     mbutil::Fd listener;
     std::thread accepting;
-    std::vector<std::thread> threads; // the accepting thread's until it has ended
+    std::vector<std::thread> threads;  // the accepting thread's until it has ended
 
     void acceptLoop(size_t requestSize) {
         for (;;) {
@@ -168,8 +167,7 @@ double rate(const std::vector<mbutil::Fd>& sockets, const std::string& request) 
     }
     std::this_thread::sleep_for(kRoundTime);
     over = true;
-    for (std::thread& client : clients)
-        client.join();
+    for (std::thread& client : clients) client.join();
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     return static_cast<double>(answers) / taken.count();
 }
@@ -198,7 +196,7 @@ void compare(const char* name, const std::string& request, int connections) {
     std::fflush(stdout);
 }
 
-} // namespace
+}  // namespace
 
 int main() {
     for (const int connections : {1, 8, 64}) {

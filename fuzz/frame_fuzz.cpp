@@ -20,7 +20,7 @@ void require(bool holds) {
 
 struct Reading {
     bool good = true;
-    std::string frames; // all of them, written out
+    std::string frames;  // all of them, written out
 
     bool operator==(const Reading&) const = default;
 };
@@ -38,16 +38,14 @@ void feed(FrameReader& reader, std::string_view piece, Reading& reading) {
 Reading readPieces(const std::vector<std::string_view>& pieces) {
     FrameReader reader;
     Reading reading;
-    for (const std::string_view piece : pieces)
-        feed(reader, piece, reading);
+    for (const std::string_view piece : pieces) feed(reader, piece, reading);
     return reading;
 }
 
 Reading readBytes(std::string_view bytes) {
     FrameReader reader;
     Reading reading;
-    for (size_t i = 0; i < bytes.size(); ++i)
-        feed(reader, bytes.substr(i, 1), reading);
+    for (size_t i = 0; i < bytes.size(); ++i) feed(reader, bytes.substr(i, 1), reading);
     return reading;
 }
 
@@ -64,7 +62,7 @@ void checkOwnFrame(uint8_t opcode, std::string_view payload) {
     require(seen == 1);
 }
 
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) return 0;

@@ -33,7 +33,7 @@ void checkStable(const Json& value) {
     require(copy.dump() == dumped);
 }
 
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -23,7 +23,7 @@ struct Seen {
     Request request;
     std::string version;
     uint64_t announced = 0;
-    size_t missing = 0; // bytes of the body that have not come
+    size_t missing = 0;  // bytes of the body that have not come
 
     bool operator==(const Seen& other) const {
         return request.method == other.request.method && request.path == other.request.path &&
@@ -82,7 +82,7 @@ std::vector<Seen> readAll(std::string_view first, std::string_view second) {
     return all;
 }
 
-} // namespace
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) return 0;
@@ -91,7 +91,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t cut = bytes.empty() ? 0 : where % bytes.size();
     const std::vector<Seen> whole = readAll(bytes, {});
     require(whole == readAll(bytes.substr(0, cut), bytes.substr(cut)));
-    for (const Seen& seen : whole)
-        check(seen);
+    for (const Seen& seen : whole) check(seen);
     return 0;
 }

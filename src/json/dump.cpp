@@ -172,4 +172,4 @@ std::string Json::dump() const {
 
 void Json::dumpTo(std::string& out) const { Dumper(out).dump(*this); }
 
-} // namespace mbjson
+}  // namespace mbjson

@@ -33,9 +33,8 @@ Json::Json(const Json& other) {
         const auto [from, to] = pending.back();
         pending.pop_back();
         if (from->type == Type::Array) {
-            to->items.resize(from->items.size()); // before pointers to the elements are taken
-            for (size_t i = 0; i < from->items.size(); ++i)
-                copyInto(from->items[i], to->items[i]);
+            to->items.resize(from->items.size());  // before pointers to the elements are taken
+            for (size_t i = 0; i < from->items.size(); ++i) copyInto(from->items[i], to->items[i]);
         } else if (from->type == Type::Object) {
             for (const auto& [key, value] : from->fields)
                 copyInto(value, to->fields.try_emplace(to->fields.end(), key)->second);
@@ -46,7 +45,7 @@ Json::Json(const Json& other) {
 Json& Json::operator=(const Json& other) { return *this = Json(other); }
 
 Json& Json::operator=(Json&& other) noexcept {
-    Json taken(std::move(other)); // first: `other` may be a child of this value
+    Json taken(std::move(other));  // first: `other` may be a child of this value
     type = std::exchange(taken.type, Type::Null);
     boolean = taken.boolean;
     number = taken.number;
@@ -69,8 +68,7 @@ void Json::destroyChildren() {
         Level& level = path.back();
         Json& node = *level.node;
         // Elements go one by one from the end, while they are still warm from the visit.
-        while (!node.items.empty() && !node.items.back().holdsChildren())
-            node.items.pop_back();
+        while (!node.items.empty() && !node.items.back().holdsChildren()) node.items.pop_back();
         if (!node.items.empty()) {
             descend(node.items.back());
             continue;
@@ -153,4 +151,4 @@ int32_t Json::asInt(int32_t fallback) const {
     return static_cast<int32_t>(std::clamp(number, kLeast, kMost));
 }
 
-} // namespace mbjson
+}  // namespace mbjson

@@ -115,4 +115,4 @@ private:
 // `depth` is the level of nesting that `value` stands on, 0 for a whole file.
 std::string prettyJson(const Json& value, int depth = 0);
 
-} // namespace mbjson
+}  // namespace mbjson

@@ -65,7 +65,7 @@ void appendUtf8(std::string& out, unsigned codePoint) {
     }
 }
 
-} // namespace
+}  // namespace
 
 // One pass over the text. Values are built where they stay, and the containers that are still open
 // are kept in a list, so depth is no matter of the thread's stack. A pointer in that list stays
@@ -181,7 +181,7 @@ private:
         Json::Object& fields = object.fields;
         const size_t before = fields.size();
         target = &fields.try_emplace(fields.end(), std::move(key))->second;
-        if (fields.size() == before) *target = Json(); // the last of two equal keys counts
+        if (fields.size() == before) *target = Json();  // the last of two equal keys counts
         return true;
     }
 
@@ -308,8 +308,7 @@ private:
     }
 
     void skipDigits() {
-        while (cursor != end && isDigit(*cursor))
-            ++cursor;
+        while (cursor != end && isDigit(*cursor)) ++cursor;
     }
 
     bool fail() {
@@ -326,9 +325,9 @@ private:
     const char* cursor;
     const char* end;
     std::vector<Json*> open;
-    std::string key;           // of the member being read; kept for its buffer
-    bool knownToClose = false; // looked through already: once, or this would be quadratic
-    bool opened = false;       // the last of `open` has no child yet
+    std::string key;            // of the member being read; kept for its buffer
+    bool knownToClose = false;  // looked through already: once, or this would be quadratic
+    bool opened = false;        // the last of `open` has no child yet
     bool failed = false;
 };
 
@@ -339,4 +338,4 @@ Json Json::parse(std::string_view text, bool* ok) {
     return parsed ? std::move(value) : Json();
 }
 
-} // namespace mbjson
+}  // namespace mbjson

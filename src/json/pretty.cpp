@@ -23,7 +23,7 @@ private:
     void writeValue(const Json& value) {
         const bool array = value.isArray();
         if ((array ? value.items.empty() : !value.isObject() || value.fields.empty())) {
-            value.dumpTo(out); // "[]" and "{}" too
+            value.dumpTo(out);  // "[]" and "{}" too
             return;
         }
         out += array ? "[" : "{";
@@ -65,4 +65,4 @@ private:
 
 std::string prettyJson(const Json& value, int depth) { return PrettyPrinter().print(value, depth); }
 
-} // namespace mbjson
+}  // namespace mbjson

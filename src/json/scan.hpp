@@ -40,12 +40,11 @@ const char* find(const char* at, const char* end, MarkStops markStops, IsStop is
             return at + std::countr_zero(marks) / 8;
         break;
     }
-    while (at != end && !isStop(*at))
-        ++at;
+    while (at != end && !isStop(*at)) ++at;
     return at;
 }
 
-} // namespace scan
+}  // namespace scan
 
 // The quote or backslash that ends a run of plain bytes in a string.
 inline const char* findStringEnd(const char* at, const char* end) {
@@ -85,4 +84,4 @@ inline bool bracketsClose(const char* at, const char* end, size_t depth) {
     return false;
 }
 
-} // namespace mbjson
+}  // namespace mbjson

@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "json/json.hpp"
 #include "net/net.hpp"
 #include "workspace/workspace.hpp"
+#include "json/json.hpp"
 
 namespace mbwin {
 class Host;
@@ -63,8 +63,8 @@ mbjson::Json windowState();
 // What the page is told of the file index while there is none: nothing scanned, nothing running.
 mbjson::Json unscannedIndex();
 
-// A path as a JSON string that may leave the process. Each component is converted by itself: folders
-// and files of different ages rarely share an encoding.
+// A path as a JSON string that may leave the process. Each component is converted by itself:
+// folders and files of different ages rarely share an encoding.
 mbjson::Json utf8Path(std::string_view path);
 
 }  // namespace mbapp

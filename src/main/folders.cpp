@@ -41,8 +41,8 @@ void writeSessionUrl(const Folders& folders, const std::string& url) {
     std::string folder = folders.executable;
     if (!folders.sourceTree()) {
         const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-        folder = runtime && *runtime ? std::string(runtime)
-                                     : mbutil::xdgDir("XDG_CACHE_HOME", ".cache");
+        folder =
+            runtime && *runtime ? std::string(runtime) : mbutil::xdgDir("XDG_CACHE_HOME", ".cache");
         folder += "/marlin-bench";
     }
     (void)mbutil::ensureDir(folder);

@@ -30,7 +30,8 @@ bool startToolkit(int& argc, char**& argv) {
     g_set_application_name("Marlin Bench");
     // With this driver the web view's usual renderer shows an empty window. It has to be told
     // before the toolkit starts.
-    if (mbutil::dirExists("/proc/driver/nvidia")) ::setenv("WEBKIT_DISABLE_DMABUF_RENDERER", "1", 0);
+    if (mbutil::dirExists("/proc/driver/nvidia"))
+        ::setenv("WEBKIT_DISABLE_DMABUF_RENDERER", "1", 0);
     const bool display = gtk_init_check(&argc, &argv) != FALSE;
     // The toolkit took the user's locale; numbers keep their point in files and on the bridge.
     std::setlocale(LC_NUMERIC, "C");

@@ -69,8 +69,7 @@ Response fileRaw(App& app, const Request& request) {
     if (!info.exists || info.directory) return Response::error(404, "file not found");
     Response response;
     std::string error;
-    if (!app.workspace.readRawFile(path, response.body, error))
-        return Response::error(404, error);
+    if (!app.workspace.readRawFile(path, response.body, error)) return Response::error(404, error);
     response.contentType = info.mime.empty() ? "application/octet-stream" : info.mime;
     response.headers["Content-Disposition"] =
         "inline; filename=\"" + headerSafe(mbutil::baseName(path)) + "\"";
@@ -115,16 +114,15 @@ Response fileCreate(App& app, const Request& request) {
     const Json body = parseBody(request);
     const std::string path = body["path"].asString();
     std::string error;
-    if (body["directory"].asBool())
-        return done(app.workspace.createDirectory(path, error), error);
+    if (body["directory"].asBool()) return done(app.workspace.createDirectory(path, error), error);
     return done(app.workspace.createFile(path, body["contents"].asString(), error), error);
 }
 
 Response fileRename(App& app, const Request& request) {
     const Json body = parseBody(request);
     std::string error;
-    return done(
-        app.workspace.renamePath(body["from"].asString(), body["to"].asString(), error), error);
+    return done(app.workspace.renamePath(body["from"].asString(), body["to"].asString(), error),
+                error);
 }
 
 Response fileImport(App& app, const Request& request) {

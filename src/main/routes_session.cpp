@@ -44,8 +44,7 @@ Response config(App& app, const Request& request) {
 
 // The page's own storage: bytes that are never looked into.
 Response uiState(App& app, const Request& request) {
-    const std::string path =
-        mbutil::pathJoin(mbutil::dirName(app.configPath), "ui-state.json");
+    const std::string path = mbutil::pathJoin(mbutil::dirName(app.configPath), "ui-state.json");
     if (request.method != "POST") {
         std::string stored;
         if (!mbutil::readFileRaw(path, stored) || stored.empty()) stored = "{}";

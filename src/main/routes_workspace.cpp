@@ -29,10 +29,9 @@ Response addFolder(App& app, const Request& request) {
 Response removeFolder(App& app, const Request& request) {
     const std::string name = parseBody(request)["name"].asString();
     mbws::Config next = *app.workspace.config();
-    const size_t removed = std::erase_if(
-        next.roots, [&](const mbindex::Root& root) { return root.name == name; });
-    if (removed == 0)
-        return Response::error(404, "no folder called " + name + " in the workspace");
+    const size_t removed =
+        std::erase_if(next.roots, [&](const mbindex::Root& root) { return root.name == name; });
+    if (removed == 0) return Response::error(404, "no folder called " + name + " in the workspace");
     Json answer = Json::object();
     answer.set("ok", true);
     answer.set("config", next.toJson());

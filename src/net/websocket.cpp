@@ -2,9 +2,9 @@
 
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "net/frame.hpp"
@@ -44,14 +44,14 @@ struct MessageReader {
     bool binary = false;
 
     // True when the frame completes a message. A continuation without a start is a start.
-    bool take(const Frame& frame) {
+    bool take(Frame& frame) {
         switch (frame.opcode) {
         case kContinuation:
             message += frame.payload;
             break;
         case kText:
         case kBinary:
-            message = frame.payload;
+            message = std::move(frame.payload);
             binary = frame.opcode == kBinary;
             break;
         default:

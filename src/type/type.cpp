@@ -117,12 +117,12 @@ constexpr Rule kRules[] = {
     {"sqlite", "binary", kOctets, ""},
 };
 
-} // namespace
+}  // namespace
 
 std::span<const Rule> rules() { return kRules; }
 
 std::string extensionOf(std::string_view name) {
-    name.remove_prefix(name.rfind('/') + 1); // npos + 1 is 0
+    name.remove_prefix(name.rfind('/') + 1);  // npos + 1 is 0
     std::string key = mbutil::extension(name);
     if (key.empty() && name.starts_with('.')) key = name.substr(1);
     return key;
@@ -134,4 +134,4 @@ const Rule* findRule(std::string_view extension) {
     return nullptr;
 }
 
-} // namespace mbtype
+}  // namespace mbtype

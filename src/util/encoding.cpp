@@ -78,8 +78,7 @@ constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz
 constexpr std::array<int, 256> kBase64Value = [] {
     std::array<int, 256> values;
     values.fill(-1);
-    for (int i = 0; i < 64; ++i)
-        values[static_cast<uint8_t>(kBase64[i])] = i;
+    for (int i = 0; i < 64; ++i) values[static_cast<uint8_t>(kBase64[i])] = i;
     return values;
 }();
 
@@ -91,8 +90,7 @@ size_t skipAscii(const char* text, size_t at, size_t size) {
         std::memcpy(&word, text + at, 8);
         if (word & 0x8080808080808080u) break;
     }
-    while (at < size && static_cast<uint8_t>(text[at]) < 0x80)
-        ++at;
+    while (at < size && static_cast<uint8_t>(text[at]) < 0x80) ++at;
     return at;
 }
 
@@ -141,7 +139,7 @@ void appendWindows1252(std::string& out, uint8_t byte) {
     out += static_cast<char>(0x80 | (codePoint & 0x3f));
 }
 
-} // namespace
+}  // namespace
 
 std::string randomToken(size_t bytes) {
     std::vector<uint8_t> random(bytes);
@@ -166,10 +164,8 @@ void sha1(std::string_view text, std::array<uint8_t, 20>& out) {
     std::copy(text.begin(), text.end(), tail.begin());
     tail[text.size()] = 0x80;
     const size_t tailSize = text.size() + 9 <= kSha1Block ? kSha1Block : 2 * kSha1Block;
-    for (size_t i = 0; i < 8; ++i)
-        tail[tailSize - 1 - i] = static_cast<uint8_t>(bits >> (8 * i));
-    for (size_t at = 0; at < tailSize; at += kSha1Block)
-        sha1Block(state, tail.data() + at);
+    for (size_t i = 0; i < 8; ++i) tail[tailSize - 1 - i] = static_cast<uint8_t>(bits >> (8 * i));
+    for (size_t at = 0; at < tailSize; at += kSha1Block) sha1Block(state, tail.data() + at);
 
     for (size_t i = 0; i < out.size(); ++i)
         out[i] = static_cast<uint8_t>(state[i / 4] >> (24 - 8 * (i % 4)));
@@ -216,9 +212,8 @@ std::string toUtf8Lenient(std::string text) {
     if (looksLikeUtf8(text)) return text;
     std::string encoded;
     encoded.reserve(text.size() + text.size() / 8);
-    for (const char byte : text)
-        appendWindows1252(encoded, static_cast<uint8_t>(byte));
+    for (const char byte : text) appendWindows1252(encoded, static_cast<uint8_t>(byte));
     return encoded;
 }
 
-} // namespace mbutil
+}  // namespace mbutil

@@ -33,7 +33,7 @@ Fd openFile(const std::string& path, int flags) {
     }
 }
 
-} // namespace
+}  // namespace
 
 bool dirExists(const std::string& path) {
     struct stat found;
@@ -48,7 +48,7 @@ bool fileExists(const std::string& path) {
 bool ensureDir(const std::string& path) {
     if (path.empty() || dirExists(path)) return true;
     if (!usable(path)) return false;
-    if (path.size() >= PATH_MAX) { // no call would take it; do not walk up its many parents
+    if (path.size() >= PATH_MAX) {  // no call would take it; do not walk up its many parents
         errno = ENAMETOOLONG;
         return false;
     }
@@ -78,7 +78,7 @@ bool readFileRaw(const std::string& path, std::string& out) {
         if (used == out.size()) out.resize(used + kReadStep);
         const ssize_t got = ::read(file.value, out.data() + used, out.size() - used);
         if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) break; // an error half-way keeps what is there
+        if (got <= 0) break;  // an error half-way keeps what is there
         used += static_cast<size_t>(got);
     }
     out.resize(used);
@@ -103,4 +103,4 @@ bool writeFileRaw(const std::string& path, std::string_view data) {
     return ::close(file.release()) == 0;
 }
 
-} // namespace mbutil
+}  // namespace mbutil

@@ -48,7 +48,7 @@ size_t firstBad(std::string_view text, size_t at) {
     return at;
 }
 
-} // namespace
+}  // namespace
 
 std::string toUtf8Strict(std::string text) {
     size_t bad = firstBad(text, 0);
@@ -64,4 +64,4 @@ std::string toUtf8Strict(std::string text) {
     return clean.append(text, from, std::string::npos);
 }
 
-} // namespace mbutil
+}  // namespace mbutil

@@ -11,7 +11,7 @@ namespace {
 // Reading the environment is safe as long as nobody writes it, and the program does not once it
 // has threads.
 std::string_view environment(const char* variable) {
-    const char* value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe)
+    const char* value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
     return value ? std::string_view(value) : std::string_view();
 }
 
@@ -29,17 +29,15 @@ std::string workingFolder() {
     return folder ? folder : "";
 }
 
-} // namespace
+}  // namespace
 
 bool startsWith(std::string_view text, std::string_view prefix) { return text.starts_with(prefix); }
 
 bool endsWith(std::string_view text, std::string_view suffix) { return text.ends_with(suffix); }
 
 std::string trim(std::string_view text) {
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
     return std::string(text);
 }
 
@@ -106,7 +104,7 @@ std::string dirName(std::string_view path) {
 }
 
 std::string baseName(std::string_view path) {
-    return std::string(path.substr(path.rfind('/') + 1)); // npos + 1 is 0
+    return std::string(path.substr(path.rfind('/') + 1));  // npos + 1 is 0
 }
 
 std::string extension(std::string_view path) {
@@ -141,4 +139,4 @@ std::string findOnPath(const std::string& name) {
     return "";
 }
 
-} // namespace mbutil
+}  // namespace mbutil

@@ -45,8 +45,8 @@ std::string requestUri(WebKitPolicyDecision* decision) {
 }
 
 // Keeps the page on the bridge; web addresses go to the user's browser, the rest nowhere.
-gboolean onPagePolicy(WebKitWebView*, WebKitPolicyDecision* decision,
-                      WebKitPolicyDecisionType type, gpointer data) {
+gboolean onPagePolicy(WebKitWebView*, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type,
+                      gpointer data) {
     const bool navigation = type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION;
     if (!navigation && type != WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION) return FALSE;
     const std::string uri = requestUri(decision);
@@ -103,8 +103,8 @@ std::string originPrefix(const std::string& url) {
 }
 
 bool staysInPage(const std::string& uri, const std::string& prefix) {
-    for (const std::string& allowed : {prefix, std::string("about:"), std::string("blob:"),
-                                       std::string("data:")})
+    for (const std::string& allowed :
+         {prefix, std::string("about:"), std::string("blob:"), std::string("data:")})
         if (mbutil::startsWith(uri, allowed)) return true;
     return false;
 }
@@ -126,9 +126,8 @@ void Host::makeContext(const std::string& dataDirectory) {
     const std::string cache = mbutil::xdgDir("XDG_CACHE_HOME", ".cache") + "/marlin-bench/webview";
     (void)mbutil::ensureDir(data);
     (void)mbutil::ensureDir(cache);
-    WebKitWebsiteDataManager* manager =
-        webkit_website_data_manager_new("base-data-directory", data.c_str(),
-                                        "base-cache-directory", cache.c_str(), nullptr);
+    WebKitWebsiteDataManager* manager = webkit_website_data_manager_new(
+        "base-data-directory", data.c_str(), "base-cache-directory", cache.c_str(), nullptr);
     context = webkit_web_context_new_with_website_data_manager(manager);
     g_object_unref(manager);
     webkit_web_context_set_cache_model(context, WEBKIT_CACHE_MODEL_WEB_BROWSER);

@@ -34,7 +34,7 @@ public:
     // Does not touch the widgets: the toolkit has destroyed them with the window.
     ~Host();
 
-    std::function<void()> onClose;                                   // at most once
+    std::function<void()> onClose;  // at most once
     std::function<void(const std::vector<std::string>&)> onOpenPaths;
     std::function<void(bool active)> onDragActive;
     std::function<void(int32_t x, int32_t y)> onDragOver;

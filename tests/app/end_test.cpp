@@ -10,6 +10,7 @@
 #include "app/app_test.hpp"
 #include "support/desktop.hpp"
 #include "support/display.hpp"
+#include "support/held_start.hpp"
 #include "support/inspector.hpp"
 
 namespace {
@@ -33,8 +34,7 @@ TEST(AppEnd, WindowManagerClosesTheWindow) {
     const Layout layout;
     Program program(layout, {.display = display.name()});
     ASSERT_TRUE(program.awaitWindow()) << program.errors();
-    mbtest::closeThroughManager(display.name(),
-                                mbtest::findWindow(display.name(), "Marlin Bench").value_or(0));
+    mbtest::closeThroughManager(display.name(), program.window().value_or(0));
     expectGone(program, 0);
 }
 
@@ -64,6 +64,21 @@ TEST(AppEnd, ShutdownInTheInstantOfTheStartUrlIsNotLost) {
         EXPECT_EQ(program.process.waitForExit(kSoonMs), 0) << program.errors();
         EXPECT_TRUE(program.awaitNothingLeft());
     }
+}
+
+// The same in slow motion: the answer is given before the window is made.
+TEST(AppEnd, ShutdownBetweenTheStartUrlAndTheWindowIsNotLost) {
+    const Layout layout;
+    Program program(layout);
+    mbtest::HeldStart held(program);
+    if (!held.holding() && program.process.running())
+        GTEST_SKIP() << "this system does not let a test follow its child";
+    ASSERT_TRUE(program.awaitBridge()) << program.errors();
+    EXPECT_EQ(program.request("/api/shutdown").body, R"({"ok":true})");
+    EXPECT_FALSE(program.window());
+    held.release();
+    EXPECT_EQ(program.process.waitForExit(kSoonMs), 0) << program.errors();
+    EXPECT_TRUE(program.awaitNothingLeft());
 }
 
 TEST(AppEnd, PoliteSignalsEndItLikeItsCloseButton) {

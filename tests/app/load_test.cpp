@@ -60,7 +60,7 @@ TEST(AppLoad, TwoThousandIdleAndSixtyFourBusyConnectionsAreHeldAndAnswered) {
     for (const auto& socket : idle)
         if (ask(*socket, request)) ++held;
     EXPECT_EQ(held, kIdle);
-    EXPECT_TRUE(mbtest::findWindow(program.display(), "Marlin Bench"));
+    EXPECT_TRUE(program.window());
     idle.clear();
     EXPECT_TRUE(mbtest::waitUntil(
         [&] {

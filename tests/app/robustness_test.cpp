@@ -1,6 +1,7 @@
 // Requests that no page sends, thrown at the real program, which is well afterwards.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -147,7 +148,7 @@ void expectWell(const Program& program, int threadsBefore) {
     const mbjson::Json state = program.ask("/api/state");
     EXPECT_TRUE(state["ok"].asBool());
     EXPECT_EQ(program.request("/").status, 200);
-    EXPECT_TRUE(mbtest::findWindow(program.display(), "Marlin Bench"));
+    EXPECT_TRUE(program.window());
     EXPECT_TRUE(mbtest::waitUntil(
         [&] { return mbtest::threadsOf(program.process.pid()) <= threadsBefore + 4; }, 20000))
         << mbtest::threadsOf(program.process.pid()) << " threads, before " << threadsBefore;
@@ -211,6 +212,18 @@ TEST(AppRobustness, NumbersOutOfRangeAreABodyThatDoesNotParse) {
             "}}";
         EXPECT_EQ(program.request("/api/config", sent).status, 200);
         EXPECT_EQ(mbtest::slurp(layout.settingsPath()), before) << number;
+    }
+}
+
+// Nobody will ever write to it: a handler that opened it would wait for ever.
+TEST(AppRobustness, PipeInTheWorkspaceHoldsNoHandler) {
+    const Layout layout;
+    ASSERT_EQ(::mkfifo((layout.mkdir("home/proj") + "/pipe").c_str(), 0600), 0);
+    Program program(layout, {.arguments = {layout.at("home/proj")}});
+    ASSERT_TRUE(program.awaitBridge()) << program.errors();
+    for (const char* route : {"/api/file/raw", "/api/file/read", "/api/file/info"}) {
+        const int status = program.request(std::string(route) + "?path=proj/pipe").status;
+        EXPECT_NE(status, 0) << route;
     }
 }
 

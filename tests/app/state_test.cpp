@@ -39,9 +39,7 @@ protected:
     void command(const std::string& name) const {
         EXPECT_EQ(program.request("/api/window", body("cmd", name)).body, R"({"ok":true})");
     }
-    mbtest::WindowId window() const {
-        return mbtest::findWindow(display.name(), "Marlin Bench").value_or(0);
-    }
+    mbtest::WindowId window() const { return program.window().value_or(0); }
     bool has(const std::string& stateName) const {
         return mbtest::hasState(display.name(), window(), stateName);
     }

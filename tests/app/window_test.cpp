@@ -44,7 +44,7 @@ TEST(AppWindow, HasItsTitleAndItsSize) {
     const Layout layout;
     Program program(layout);
     ASSERT_TRUE(program.awaitWindow()) << program.errors();
-    const auto window = mbtest::findWindow(program.display(), "Marlin Bench");
+    const auto window = program.window();
     ASSERT_TRUE(window);
     const auto geometry = mbtest::geometryOf(program.display(), *window);
     ASSERT_TRUE(geometry);
@@ -112,7 +112,7 @@ TEST(AppWindow, IconIsTheProgramsPicture) {
                  std::string(std::begin(kPicture), std::end(kPicture)));
     Program program(layout);
     ASSERT_TRUE(program.awaitWindow()) << program.errors();
-    const auto window = mbtest::findWindow(program.display(), "Marlin Bench");
+    const auto window = program.window();
     ASSERT_TRUE(window);
     const std::vector<unsigned long> icon =
         mbtest::numberProperty(program.display(), *window, "_NET_WM_ICON");

@@ -35,8 +35,7 @@ void onSmallStack(const std::function<void()>& work) {
 
 std::string repeated(std::string_view piece, size_t times) {
     std::string text;
-    for (size_t i = 0; i < times; ++i)
-        text += piece;
+    for (size_t i = 0; i < times; ++i) text += piece;
     return text;
 }
 
@@ -158,7 +157,7 @@ TEST(JsonDepth, ManyContainersAtTheCheckedDepthAreReadInOnePass) {
 
 TEST(JsonDepth, PrettyPrintingDoesNotRecurse) {
     onSmallStack([] {
-        constexpr size_t kLines = 4000; // the blanks grow with the square of the depth
+        constexpr size_t kLines = 4000;  // the blanks grow with the square of the depth
         const std::string text = std::string(kLines, '[') + std::string(kLines, ']');
         const std::string pretty = mbjson::prettyJson(Json::parse(text));
         EXPECT_EQ(static_cast<size_t>(std::count(pretty.begin(), pretty.end(), '\n')),
@@ -167,4 +166,4 @@ TEST(JsonDepth, PrettyPrintingDoesNotRecurse) {
     });
 }
 
-} // namespace
+}  // namespace

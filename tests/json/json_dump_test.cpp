@@ -147,8 +147,7 @@ TEST(JsonDump, LongTextsPassWhole) {
         value.push(1.5);
         value.push(std::string(size / 2, '\n'));
         std::string newlines;
-        for (size_t i = 0; i < size / 2; ++i)
-            newlines += "\\n";
+        for (size_t i = 0; i < size / 2; ++i) newlines += "\\n";
         EXPECT_EQ(value.dump(), "[\"" + std::string(size, 'x') + "\",1.5,\"" + newlines + "\"]");
     }
 }
@@ -249,4 +248,4 @@ TEST(PrettyJson, ReadsBackAsTheSameValue) {
     EXPECT_EQ(Json::parse(prettyJson(Json::parse(text))).dump(), text);
 }
 
-} // namespace
+}  // namespace

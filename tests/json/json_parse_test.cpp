@@ -252,8 +252,7 @@ TEST(JsonParse, NumbersAgreeWithTheStandardConversion) {
     std::mt19937_64 random(20240229);
     const auto digits = [&random](size_t most) {
         std::string text(random() % (most + 1), '0');
-        for (char& digit : text)
-            digit = static_cast<char>('0' + random() % 10);
+        for (char& digit : text) digit = static_cast<char>('0' + random() % 10);
         return text;
     };
     for (int round = 0; round < 100000; ++round) {
@@ -356,4 +355,4 @@ TEST(JsonParse, TextNeedNotEndWithANulByte) {
     EXPECT_EQ(Json::parse(std::string_view(text).substr(1, 2)).asInt(), 12);
 }
 
-} // namespace
+}  // namespace

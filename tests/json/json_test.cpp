@@ -122,7 +122,7 @@ TEST(JsonValue, PushOnAnObjectMakesItAnArrayOfTheNewElement) {
     value.set("a", 2);
     value.push(1);
     EXPECT_EQ(value.dump(), "[1]");
-    value.set("b", 3); // neither the old element nor the older member comes back
+    value.set("b", 3);  // neither the old element nor the older member comes back
     EXPECT_EQ(value.dump(), R"({"b":3})");
     value.push(4);
     EXPECT_EQ(value.dump(), "[4]");
@@ -130,8 +130,7 @@ TEST(JsonValue, PushOnAnObjectMakesItAnArrayOfTheNewElement) {
 
 TEST(JsonValue, SetReplacesAndKeepsKeysInByteOrder) {
     Json value;
-    for (const char* key : {"b", "a", "\xc3\xa4", "B", "", "a"})
-        value.set(key, key);
+    for (const char* key : {"b", "a", "\xc3\xa4", "B", "", "a"}) value.set(key, key);
     value.set("b", 1);
     EXPECT_EQ(value.dump(),
               "{\"\":\"\",\"B\":\"B\",\"a\":\"a\",\"b\":1,\"\xc3\xa4\":\"\xc3\xa4\"}");
@@ -174,7 +173,7 @@ TEST(JsonValue, MoveLeavesNull) {
     Json from = Json::parse(R"({"a":[1,2]})");
     const Json to = std::move(from);
     EXPECT_EQ(to.dump(), R"({"a":[1,2]})");
-    EXPECT_EQ(from.dump(), "null"); // NOLINT: that it is null is the promise
+    EXPECT_EQ(from.dump(), "null");  // NOLINT: that it is null is the promise
     from.push(1);
     EXPECT_EQ(from.dump(), "[1]");
 }
@@ -209,9 +208,8 @@ TEST(JsonValue, ManyThreadsMayReadOneValue) {
                                  value["c"].asArray().empty() && value["c"].asObject().empty();
             if (same && empties) ++right;
         });
-    for (std::thread& reader : readers)
-        reader.join();
+    for (std::thread& reader : readers) reader.join();
     EXPECT_EQ(right, 8);
 }
 
-} // namespace
+}  // namespace

@@ -50,8 +50,7 @@ std::string Bridge::addRoot(const std::string& name) {
     return folder;
 }
 
-Answer Bridge::send(const std::string& method, const std::string& target,
-                    const std::string& body) {
+Answer Bridge::send(const std::string& method, const std::string& target, const std::string& body) {
     HttpClient client(app.server.boundPort(), kToken);
     HttpAnswer answer = client.request(method, target, {}, body, 60000);
     return {answer.status, std::move(answer.headers), std::move(answer.body)};

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "json/json.hpp"
 #include "main/app.hpp"
 #include "support/client.hpp"
 #include "support/support.hpp"
+#include "json/json.hpp"
 
 namespace mbtest {
 

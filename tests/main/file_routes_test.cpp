@@ -131,7 +131,8 @@ TEST_F(FileRoutes, AFileNameCannotBringHeadersOfItsOwn) {
 TEST_F(FileRoutes, WriteIsByteForByteAndInPlace) {
     const std::string file = bridge.dir.write("proj/run.sh", "old and longer");
     ASSERT_EQ(::chmod(file.c_str(), 0755), 0);
-    const std::string text = "\xef\xbb\xbf" "a\r\nb\n\xc3\xa9";
+    const std::string text = "\xef\xbb\xbf"
+                             "a\r\nb\n\xc3\xa9";
     const Json answer =
         bridge.post("/api/file/write", object({{"path", "proj/run.sh"}, {"contents", text}}))
             .json();
@@ -169,10 +170,10 @@ TEST_F(FileRoutes, ANulByteIsRefusedNotCut) {
 }
 
 TEST_F(FileRoutes, CreateMakesFilesAndFolders) {
-    EXPECT_EQ(bridge.post("/api/file/create",
-                          object({{"path", "proj/x/y.txt"}, {"contents", "hi"}}))
-                  .body,
-              R"({"ok":true})");
+    EXPECT_EQ(
+        bridge.post("/api/file/create", object({{"path", "proj/x/y.txt"}, {"contents", "hi"}}))
+            .body,
+        R"({"ok":true})");
     EXPECT_EQ(mbtest::slurp(root + "/x/y.txt"), "hi");
     EXPECT_EQ(
         bridge.post("/api/file/create", object({{"path", "proj/d/e"}, {"directory", true}})).body,
@@ -209,10 +210,9 @@ TEST_F(FileRoutes, ImportTakesTheStringsAmongItsSources) {
 
 TEST_F(FileRoutes, ANulByteInAnImportSourceIsRefused) {
     const std::string outside = bridge.dir.write("outside/a.txt", "r");
-    const Answer answer =
-        bridge.post("/api/file/import",
-                    object({{"sources", list({outside + std::string("\0x", 2)})},
-                            {"dest", "proj"}}));
+    const Answer answer = bridge.post(
+        "/api/file/import",
+        object({{"sources", list({outside + std::string("\0x", 2)})}, {"dest", "proj"}}));
     EXPECT_EQ(answer.status, 400);
     EXPECT_FALSE(mbutil::fileExists(root + "/a.txt"));
 }

@@ -182,8 +182,8 @@ TEST(ArtifactRoute, RefusesWhatIsNoSavedPage) {
     bridge.addRoot("proj");
     bridge.dir.write("proj/a.txt", "x");
     bridge.dir.mkdir("proj/folder.html");
-    for (const char* path : {"", "proj/a.txt", "proj/missing.html", "proj/folder.html",
-                             "../a.html", "other/a.html"}) {
+    for (const char* path :
+         {"", "proj/a.txt", "proj/missing.html", "proj/folder.html", "../a.html", "other/a.html"}) {
         const Answer answer = bridge.post("/api/artifact/open", object({{"path", path}}));
         EXPECT_EQ(answer.status, 400) << path;
         EXPECT_EQ(answer.error(), "save the artifact to the workspace first") << path;
@@ -214,8 +214,7 @@ TEST(Routes, NeedTheTokenWhateverTheMethod) {
             mbtest::HttpClient stranger(bridge.app.server.boundPort(), token);
             const mbtest::HttpAnswer answer = stranger.request(method, "/api/state", {}, "");
             EXPECT_EQ(answer.status, 401) << method;
-            EXPECT_EQ(answer.body,
-                      R"({"ok":false,"error":"invalid or missing session token"})");
+            EXPECT_EQ(answer.body, R"({"ok":false,"error":"invalid or missing session token"})");
         }
 }
 

@@ -118,8 +118,9 @@ TEST(OpenRequests, AFileOutsideEveryRootAddsItsFolder) {
     mbtest::WsClient events = bridge.events();
     const std::string file = bridge.dir.write("proj/a.txt", "x");
     EXPECT_EQ(bridge.post("/api/open", object({{"paths", list({file})}})).body, R"({"ok":true})");
-    EXPECT_EQ(events.recvText(), R"({"rootsChanged":true,"targets":[{"directory":false,"path":"proj/a.txt"}],)"
-                    R"("type":"open.request"})");
+    EXPECT_EQ(events.recvText(),
+              R"({"rootsChanged":true,"targets":[{"directory":false,"path":"proj/a.txt"}],)"
+              R"("type":"open.request"})");
     EXPECT_EQ(rootNames(bridge), std::vector<std::string>{"proj"});
 }
 
@@ -129,8 +130,9 @@ TEST(OpenRequests, KnownFoldersAndFilesChangeNoRoot) {
     bridge.dir.write("proj/sub/a.txt", "x");
     mbtest::WsClient events = bridge.events();
     bridge.post("/api/open", object({{"paths", list({root, root + "/sub/a.txt"})}}));
-    EXPECT_EQ(events.recvText(), R"({"rootsChanged":false,"targets":[{"directory":true,"path":"proj"},)"
-                    R"({"directory":false,"path":"proj/sub/a.txt"}],"type":"open.request"})");
+    EXPECT_EQ(events.recvText(),
+              R"({"rootsChanged":false,"targets":[{"directory":true,"path":"proj"},)"
+              R"({"directory":false,"path":"proj/sub/a.txt"}],"type":"open.request"})");
 }
 
 TEST(OpenRequests, WhatDoesNotExistIsDroppedAndStillOk) {

@@ -30,10 +30,9 @@ struct Bridge {
 inline bool echo(const mbnet::Request& request, mbnet::Response& response) {
     response.contentType = "text/plain";
     response.body = request.method + "\n" + request.path + "\n" + request.rawQuery + "\n";
-    for (const auto& [key, value] : request.query)
-        response.body += "?" + key + "=" + value + "\n";
+    for (const auto& [key, value] : request.query) response.body += "?" + key + "=" + value + "\n";
     response.body += request.body;
     return true;
 }
 
-} // namespace mbtest
+}  // namespace mbtest

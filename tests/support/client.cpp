@@ -64,7 +64,7 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 bool RawSocket::prepare() {
     buffer.clear();
@@ -188,8 +188,7 @@ HttpAnswer HttpClient::request(const std::string& method, const std::string& tar
     std::string bytes = method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n";
     if (!token.empty()) bytes += "X-Marlin-Token: " + token + "\r\n";
     if (!body.empty()) bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    for (const auto& [name, value] : headers)
-        bytes += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : headers) bytes += name + ": " + value + "\r\n";
     bytes += "\r\n" + body;
     if (!socket.send(bytes)) {
         socket.close();
@@ -212,8 +211,7 @@ std::string clientFrame(uint8_t opcode, std::string_view payload, const WsSendOp
         frame += static_cast<char>(static_cast<uint64_t>(payload.size()) >> shift & 0xFF);
     if (!options.masked) return frame.append(payload);
     constexpr std::array<uint8_t, 4> kMask{0x9D, 0x01, 0xE7, 0x5A};
-    for (const uint8_t byte : kMask)
-        frame += static_cast<char>(byte);
+    for (const uint8_t byte : kMask) frame += static_cast<char>(byte);
     for (size_t i = 0; i < payload.size(); ++i)
         frame += static_cast<char>(static_cast<uint8_t>(payload[i]) ^ kMask[i % 4]);
     return frame;
@@ -225,6 +223,20 @@ WsClient::WsClient(int port, const std::string& token, const std::string& path) 
         return;
     }
     shakeHands(token, path);
+    awaitPong();
+}
+
+void WsClient::awaitPong() {
+    if (!send(9, "listed?")) return;
+    for (;;) {
+        std::optional<WsFrame> frame = recvFromSocket(kClientLimitMs);
+        if (frame && frame->opcode == 10 && frame->payload == "listed?") return;
+        if (!frame) {
+            fail("no pong: " + failure);
+            return;
+        }
+        pushed.push_back(*std::move(frame));
+    }
 }
 
 void WsClient::shakeHands(const std::string& token, const std::string& path) {
@@ -262,13 +274,19 @@ bool WsClient::recvLength(uint8_t second, uint64_t& length, int limitMs) {
     const std::optional<std::string> bytes = socket.recvExactly(second == 126 ? 2 : 8, limitMs);
     if (!bytes) return fail("a frame's header was cut");
     length = 0;
-    for (const char byte : *bytes)
-        length = length << 8 | static_cast<uint8_t>(byte);
+    for (const char byte : *bytes) length = length << 8 | static_cast<uint8_t>(byte);
     const uint64_t least = second == 126 ? 126 : 65536;
     return length >= least || fail("a length is not in its shortest form");
 }
 
 std::optional<WsFrame> WsClient::recvFrame(int limitMs) {
+    if (pushed.empty()) return recvFromSocket(limitMs);
+    WsFrame frame = std::move(pushed.front());
+    pushed.pop_front();
+    return frame;
+}
+
+std::optional<WsFrame> WsClient::recvFromSocket(int limitMs) {
     if (!connected()) return std::nullopt;
     const std::optional<std::string> start = socket.recvExactly(2, limitMs);
     if (!start) return std::nullopt;
@@ -310,4 +328,4 @@ std::optional<std::string> WsClient::recvTextWith(std::string_view part, int lim
     }
 }
 
-} // namespace mbtest
+}  // namespace mbtest

@@ -5,6 +5,7 @@
 // that ends. Nothing here asserts: look at the results. One thread a client.
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -61,9 +62,9 @@ private:
 using Headers = std::map<std::string, std::string>;
 
 struct HttpAnswer {
-    int status = 0;   // 0: no whole answer came
-    std::string head; // as sent, with the blank line
-    Headers headers;  // names in lower case
+    int status = 0;    // 0: no whole answer came
+    std::string head;  // as sent, with the blank line
+    Headers headers;   // names in lower case
     std::string body;
 
     const std::string& header(const std::string& name) const;
@@ -113,7 +114,8 @@ std::string clientFrame(uint8_t opcode, std::string_view payload,
 // violation is kept in error() and ends the connection.
 class WsClient {
 public:
-    // Connects and shakes hands; see connected().
+    // Connects, shakes hands and exchanges a ping, so that every later push reaches the client: the
+    // server lists it only after its answer to the handshake. See connected().
     explicit WsClient(int port, const std::string& token = "", const std::string& path = "/ws");
 
     bool connected() const { return socket.connected() && failure.empty(); }
@@ -133,10 +135,13 @@ public:
 private:
     RawSocket socket;
     std::string failure;
+    std::deque<WsFrame> pushed;  // came before the first pong
 
+    void awaitPong();
+    std::optional<WsFrame> recvFromSocket(int limitMs);
     void shakeHands(const std::string& token, const std::string& path);
     bool fail(const std::string& reason);
     bool recvLength(uint8_t second, uint64_t& length, int limitMs);
 };
 
-} // namespace mbtest
+}  // namespace mbtest

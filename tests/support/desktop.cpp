@@ -50,11 +50,11 @@ Recorder::Recorder(const Layout& layout, As as) : log(layout.at("opened.txt")) {
     layout.write("home/.local/share/applications/recorder.desktop",
                  "[Desktop Entry]\nType=Application\nName=Recorder\nExec=" + command +
                      " %u\nMimeType=x-scheme-handler/http;x-scheme-handler/https;inode/directory;"
-                     "text/html;\n");
+                     "text/html;x-scheme-handler/mailto;\n");
     layout.write("home/.config/mimeapps.list",
                  "[Default Applications]\nx-scheme-handler/http=recorder.desktop\n"
                  "x-scheme-handler/https=recorder.desktop\ninode/directory=recorder.desktop\n"
-                 "text/html=recorder.desktop\nx-scheme-handler/file=recorder.desktop\n");
+                 "text/html=recorder.desktop\nx-scheme-handler/mailto=recorder.desktop\n");
 }
 
 std::vector<std::string> Recorder::opened() const { return linesOf(log); }
@@ -97,11 +97,13 @@ bool DragSource::begin() const {
     return awaitLine("begin");
 }
 
+bool DragSource::accepted() const { return linesOf(log).back() == "accepted"; }
+
 bool DragSource::drop() const {
     // The answer to a motion comes later than the motion; without it letting go is giving up.
-    const bool accepted = waitUntil([&] { return linesOf(log).back() == "accepted"; });
+    const bool willBeTaken = waitUntil([&] { return accepted(); });
     pressButton(displayName, 1, false);
-    return accepted;
+    return willBeTaken;
 }
 
 bool DragSource::awaitEnd() const { return awaitLine("end"); }

@@ -20,8 +20,8 @@ private:
     std::string busAddress;
 };
 
-// The default program of the layout's user for web addresses, folders and pages: it notes what it
-// is given.
+// The default program of the layout's user for web and mail addresses, folders and pages: it notes
+// what it is given.
 class Recorder {
 public:
     enum class As {
@@ -61,6 +61,8 @@ public:
     // Button down on it and moved until the drag has begun.
     bool begin() const;
     void moveTo(int x, int y) const { movePointerTo(x, y); }
+    // What is below the pointer would take the drop.
+    bool accepted() const;
     // Waits until what is below the pointer would take the drop, then lets go.
     bool drop() const;
     // True once the target has taken or refused the drop.

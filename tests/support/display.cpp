@@ -163,12 +163,15 @@ WindowManager::WindowManager(const std::string& display) {
     });
 }
 
-std::optional<WindowId> findWindow(const std::string& display, const std::string& title) {
+std::optional<WindowId> findWindow(const std::string& display, const std::string& title,
+                                   pid_t process) {
+    const std::vector<unsigned long> owner = {static_cast<unsigned long>(process)};
     const Connection x(display);
     if (!x) return {};
     return searchWindows(x, x.root(), [&](Window window) {
         // A frame of the window manager's may repeat the name; it takes part in no protocol.
         return text(property(x, window, "_NET_WM_NAME")) == title && viewable(x, window) &&
+               numbers(property(x, window, "_NET_WM_PID")) == owner &&
                !numbers(property(x, window, "WM_PROTOCOLS")).empty();
     });
 }

@@ -49,8 +49,10 @@ struct Geometry {
     int height = 0;
 };
 
-// The mapped top-level window with this title, whether or not a window manager has framed it.
-std::optional<WindowId> findWindow(const std::string& display, const std::string& title);
+// The process's mapped top-level window with this title, whether or not a window manager has framed
+// it. Others may have windows of the same title on a shared display.
+std::optional<WindowId> findWindow(const std::string& display, const std::string& title,
+                                   pid_t process);
 std::optional<Geometry> geometryOf(const std::string& display, WindowId window);
 // A property's values: bytes for text, numbers for cardinals and atoms. Empty when there is none.
 std::string textProperty(const std::string& display, WindowId window, const char* name);

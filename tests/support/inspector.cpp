@@ -9,6 +9,9 @@ using mbjson::Json;
 
 namespace {
 
+// The page's process answers at once unless it was exchanged for another meanwhile.
+constexpr int kSilenceMs = 3000;
+
 // The list of pages is a page itself; each entry's link names the socket.
 std::string socketPath(int port) {
     const std::string list = HttpClient(port).get("/").body;
@@ -20,11 +23,17 @@ std::string socketPath(int port) {
 
 }  // namespace
 
-Inspector::Inspector(const Program& program) {
-    std::string path;
-    const int port = program.inspectorPort();
-    if (!waitUntil([&] { return !(path = socketPath(port)).empty(); }, 30000)) return;
-    if (socket.connect(port) && shakeHands(path)) findTarget();
+Inspector::Inspector(const Program& program) : port(program.inspectorPort()) {
+    (void)waitUntil([&] { return connect(); }, 30000);
+}
+
+bool Inspector::connect() {
+    target.clear();
+    const std::string path = socketPath(port);
+    if (path.empty() || !socket.connect(port) || !shakeHands(path)) return false;
+    while (target.empty() && nextMessage().isObject()) {
+    }
+    return connected();
 }
 
 bool Inspector::shakeHands(const std::string& path) {
@@ -38,7 +47,7 @@ bool Inspector::shakeHands(const std::string& path) {
 
 // Its frames are whole and without a mask.
 std::optional<std::string> Inspector::nextText() {
-    const std::optional<std::string> start = socket.recvExactly(2);
+    const std::optional<std::string> start = socket.recvExactly(2, kSilenceMs);
     if (!start) return {};
     uint64_t length = static_cast<uint8_t>((*start)[1]);
     if (length >= 126) {
@@ -52,17 +61,20 @@ std::optional<std::string> Inspector::nextText() {
 
 Json Inspector::nextMessage() {
     const std::optional<std::string> text = nextText();
-    return text ? parseJson(*text) : Json();
+    Json message = text ? parseJson(*text) : Json();
+    followTarget(message);
+    return message;
 }
 
-void Inspector::findTarget() {
-    for (Json message = nextMessage(); message.isObject(); message = nextMessage()) {
-        const Json& info = message["params"]["targetInfo"];
-        if (message["method"].asString() != "Target.targetCreated") continue;
-        if (info["type"].asString() != "page" || info["isProvisional"].asBool()) continue;
+// A page that is being loaded may move to another web process, and then has another id.
+void Inspector::followTarget(const Json& message) {
+    const std::string& method = message["method"].asString();
+    const Json& params = message["params"];
+    const Json& info = params["targetInfo"];
+    if (method == "Target.didCommitProvisionalTarget") target = params["newTargetId"].asString();
+    if (method == "Target.targetCreated" && info["type"].asString() == "page" &&
+        !info["isProvisional"].asBool())
         target = info["targetId"].asString();
-        return;
-    }
 }
 
 bool Inspector::send(const Json& message) {
@@ -86,7 +98,7 @@ Json Inspector::evaluate(const std::string& expression) {
     message.set("id", id);
     message.set("method", "Runtime.evaluate");
     message.set("params", std::move(params));
-    if (!send(message)) return {};
+    unanswered = !send(message);
     for (Json got = nextMessage(); got.isObject(); got = nextMessage()) {
         if (got["method"].asString() != "Target.dispatchMessageFromTarget") continue;
         const Json answer = parseJson(got["params"]["message"].asString());
@@ -94,12 +106,18 @@ Json Inspector::evaluate(const std::string& expression) {
         const Json& result = answer["result"];
         return result["wasThrown"].asBool() ? Json() : result["result"]["value"];
     }
+    unanswered = true;
     return {};
 }
 
 bool Inspector::await(const std::string& expression, int limitMs) {
     const std::string asBool = "!!(" + expression + ")";
-    return waitUntil([&] { return evaluate(asBool).asBool(); }, limitMs);
+    return waitUntil(
+        [&] {
+            if (unanswered && !connect()) return false;
+            return evaluate(asBool).asBool();
+        },
+        limitMs);
 }
 
 }  // namespace mbtest

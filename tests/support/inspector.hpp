@@ -20,19 +20,22 @@ public:
     bool connected() const { return !target.empty(); }
     // The expression's value, by value; null when it raises, is undefined or there is no page.
     mbjson::Json evaluate(const std::string& expression);
-    // True once the expression is truthy.
+    // True once the expression is truthy. It may be evaluated many times.
     bool await(const std::string& expression, int limitMs = 10000);
 
 private:
+    int port;
     RawSocket socket;
     std::string target;  // the inspector's id of the page
     int lastId = 0;
+    bool unanswered = false;  // the last evaluation was
 
+    bool connect();
     // WsClient asks for the bridge's own handshake; WebKit's server has another.
     bool shakeHands(const std::string& path);
     std::optional<std::string> nextText();
     mbjson::Json nextMessage();
-    void findTarget();
+    void followTarget(const mbjson::Json& message);
     bool send(const mbjson::Json& message);
 };
 

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "support/display.hpp"
 #include "util/util.hpp"
 
 namespace mbtest {
@@ -152,8 +151,12 @@ bool Program::awaitBridge(int limitMs) {
     return waitUntil([&] { return complete() || !process.running(); }, limitMs) && complete();
 }
 
-bool Program::awaitWindow(int limitMs) {
-    return waitUntil([&] { return findWindow(displayName, "Marlin Bench").has_value(); }, limitMs);
+std::optional<WindowId> Program::window() const {
+    return findWindow(displayName, "Marlin Bench", process.pid());
+}
+
+bool Program::awaitWindow(int limitMs) const {
+    return waitUntil([&] { return window().has_value(); }, limitMs);
 }
 
 bool Program::awaitNothingLeft(int limitMs) const {

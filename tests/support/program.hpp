@@ -9,10 +9,12 @@
 // leftovers are found, and ended, wherever they went.
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "support/client.hpp"
+#include "support/display.hpp"
 #include "support/process.hpp"
 #include "support/support.hpp"
 #include "util/fd.hpp"
@@ -76,8 +78,9 @@ public:
 
     // True once the start URL is written: the bridge answers, the window comes.
     bool awaitBridge(int limitMs = 30000);
-    // True once a window with the program's title is on the display.
-    bool awaitWindow(int limitMs = 30000);
+    // True once its window is on the display.
+    bool awaitWindow(int limitMs = 30000) const;
+    std::optional<WindowId> window() const;
     // True once none of its processes is alive.
     bool awaitNothingLeft(int limitMs = 10000) const;
 

@@ -143,10 +143,9 @@ TEST(Type, KeyOfANameIsTheTextBehindItsLastDot) {
         {"..", "."},
         {".a.", "a."},
         {"folder.txt/", ""},
-        {"\xc3\x84.\xc3\x84", "\xc3\x84"}, // only A to Z are folded
+        {"\xc3\x84.\xc3\x84", "\xc3\x84"},  // only A to Z are folded
     };
-    for (const auto& [name, key] : cases)
-        EXPECT_EQ(mbtype::extensionOf(name), key) << name;
+    for (const auto& [name, key] : cases) EXPECT_EQ(mbtype::extensionOf(name), key) << name;
 }
 
 TEST(Type, UnknownExtensionHasNoRule) {
@@ -156,4 +155,4 @@ TEST(Type, UnknownExtensionHasNoRule) {
     EXPECT_EQ(mbtype::findRule("wasm"), nullptr);
 }
 
-} // namespace
+}  // namespace

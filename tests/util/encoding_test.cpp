@@ -48,8 +48,7 @@ TEST(UtilToken, IsLowerCaseHexadecimalOfTwiceTheLength) {
 
 TEST(UtilToken, DiffersEachTimeAndUsesAllDigits) {
     std::set<std::string> tokens;
-    for (int i = 0; i < 1000; ++i)
-        EXPECT_TRUE(tokens.insert(randomToken(16)).second);
+    for (int i = 0; i < 1000; ++i) EXPECT_TRUE(tokens.insert(randomToken(16)).second);
     const std::string digits = randomToken(1000);
     EXPECT_EQ(std::set<char>(digits.begin(), digits.end()).size(), 16u);
 }
@@ -131,8 +130,7 @@ TEST(UtilBase64, DecodesWhatWasEncoded) {
     std::mt19937 random(1);
     for (size_t size = 0; size < 200; ++size) {
         std::string bytes(size, '\0');
-        for (char& byte : bytes)
-            byte = static_cast<char>(random());
+        for (char& byte : bytes) byte = static_cast<char>(random());
         EXPECT_EQ(decoded(encoded(bytes)), bytes);
     }
 }
@@ -152,7 +150,7 @@ TEST(UtilBase64, MissingPaddingIsAccepted) {
     EXPECT_EQ(decoded("Zg"), "f");
     EXPECT_EQ(decoded("Zm8"), "fo");
     EXPECT_EQ(decoded("Zm9vYg"), "foob");
-    EXPECT_EQ(decoded("Z"), ""); // six bits are no byte
+    EXPECT_EQ(decoded("Z"), "");  // six bits are no byte
     EXPECT_EQ(decoded("Zm9vY"), "foo");
 }
 
@@ -229,4 +227,4 @@ TEST(UtilUtf8, LargeTextIsConvertedWhole) {
     EXPECT_EQ(converted.substr(converted.size() - 4), "\xc3\xa9\xc3\xa9");
 }
 
-} // namespace
+}  // namespace

@@ -100,13 +100,12 @@ TEST(UtilEnsureDir, FileInTheWayOfAParentFails) {
 TEST(UtilEnsureDir, WhatExistsUnderTheNameCounts) {
     const TempDir folder;
     folder.write("file", "");
-    EXPECT_TRUE(ensureDir(folder.at("file"))); // as mkdir has it: the name is taken
+    EXPECT_TRUE(ensureDir(folder.at("file")));  // as mkdir has it: the name is taken
 }
 
 TEST(UtilEnsureDir, PathThatNoSystemCallTakesFails) {
     std::string path = "/tmp";
-    while (path.size() < 20 * PATH_MAX)
-        path += "/no-such-folder";
+    while (path.size() < 20 * PATH_MAX) path += "/no-such-folder";
     EXPECT_FALSE(ensureDir(path));
     EXPECT_EQ(errno, ENAMETOOLONG);
     EXPECT_FALSE(dirExists("/tmp/no-such-folder"));
@@ -128,12 +127,10 @@ TEST(UtilEnsureDir, ThreadsMayMakeTheSameFolders) {
 TEST(UtilRead, BytesComeBackAsTheyWere) {
     const TempDir folder;
     std::string all;
-    for (int i = 0; i < 256; ++i)
-        all += static_cast<char>(i);
+    for (int i = 0; i < 256; ++i) all += static_cast<char>(i);
     for (size_t size : {1u, 65535u, 65536u, 65537u, 131072u, 300000u}) {
         std::string bytes;
-        while (bytes.size() < size)
-            bytes += all;
+        while (bytes.size() < size) bytes += all;
         bytes.resize(size);
         std::string out = "old";
         EXPECT_TRUE(readFileRaw(folder.write("file", bytes), out));
@@ -247,7 +244,7 @@ TEST(UtilFd, DescriptorIsClosedOnceByItsOwner) {
         number = owner.value;
         EXPECT_TRUE(owner);
         Fd moved(std::move(owner));
-        EXPECT_FALSE(owner); // NOLINT(bugprone-use-after-move)
+        EXPECT_FALSE(owner);  // NOLINT(bugprone-use-after-move)
         EXPECT_EQ(moved.value, number);
         Fd assigned(::open("/dev/null", O_RDONLY | O_CLOEXEC));
         const int replaced = assigned.value;
@@ -268,4 +265,4 @@ TEST(UtilFd, ReleasedDescriptorStaysOpen) {
     EXPECT_FALSE(isOpen(number));
 }
 
-} // namespace
+}  // namespace

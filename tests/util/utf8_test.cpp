@@ -15,9 +15,9 @@ TEST(Utf8Strict, WellFormedTextStaysAsItIs) {
 TEST(Utf8Strict, EachByteOfAnIllFormedSequenceIsReplaced) {
     const std::string mark = "\xef\xbf\xbd";
     EXPECT_EQ(toUtf8Strict("a\xe9z"), "a" + mark + "z");
-    EXPECT_EQ(toUtf8Strict("\xc0\x80"), mark + mark);                       // overlong
-    EXPECT_EQ(toUtf8Strict("\xed\xa0\xbd"), mark + mark + mark);            // half a surrogate pair
-    EXPECT_EQ(toUtf8Strict("\xf4\x90\x80\x80"), mark + mark + mark + mark); // above U+10FFFF
+    EXPECT_EQ(toUtf8Strict("\xc0\x80"), mark + mark);             // overlong
+    EXPECT_EQ(toUtf8Strict("\xed\xa0\xbd"), mark + mark + mark);  // half a surrogate pair
+    EXPECT_EQ(toUtf8Strict("\xf4\x90\x80\x80"), mark + mark + mark + mark);  // above U+10FFFF
     EXPECT_EQ(toUtf8Strict("\xf8\x88\x80\x80\x80").size(), 5 * mark.size());
 }
 
@@ -30,4 +30,4 @@ TEST(Utf8Strict, ASequenceCutOffAnywhereIsReplaced) {
     }
 }
 
-} // namespace
+}  // namespace

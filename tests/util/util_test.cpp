@@ -287,4 +287,4 @@ TEST_F(UtilFindOnPath, DefaultFoldersServeWithoutAPath) {
     }
 }
 
-} // namespace
+}  // namespace
