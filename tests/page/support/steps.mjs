@@ -1,0 +1,63 @@
+// Steps that several flow tests take in the editor's page.
+
+import assert from 'node:assert/strict';
+import { rm } from 'node:fs/promises';
+import { join } from 'node:path';
+import { openPage } from './editor.mjs';
+
+/** A page that knows nothing of what earlier tests left open or unsaved. */
+export async function freshPage(editor) {
+  await rm(join(editor.project, '.marlin'), { recursive: true, force: true });
+  await editor.api('ui-state', {});
+  return openPage(editor);
+}
+
+/** Opens a file for good by a double click in the tree, opening the folders above it. */
+export async function openFromTree(page, path) {
+  const parts = path.split('/');
+  for (let depth = 1; depth < parts.length; depth++) {
+    const folder = page.locator(`[data-path="${parts.slice(0, depth).join('/')}"]`);
+    await folder.waitFor();
+    if ((await folder.getAttribute('aria-expanded')) === 'false') await folder.click();
+  }
+  await page.dblclick(`[data-path="${path}"]`);
+  await page.waitForFunction(
+    (id) => document.querySelector('.editor-group.active .tab.front')?.getAttribute('title') === id,
+    path,
+  );
+  await page.waitForSelector('.editor-group.active .text-view .view-line');
+}
+
+/** Saves and waits until nothing in front is unsaved. */
+export async function saved(page) {
+  await page.keyboard.press('Control+s');
+  await page.waitForSelector('.editor-group.active .tab.front:not(.dirty)');
+}
+
+/** The text in the group that has the focus, as it is drawn. */
+export async function frontText(page) {
+  const lines = await page.locator('.editor-group.active .text-view .view-line').allInnerTexts();
+  return lines
+    .join('\n')
+    .replace(/\u00a0/g, ' ')
+    .trimEnd();
+}
+
+/** Awaits that the front text reads so: the view draws it a frame or more after the tab says it is there. */
+export async function frontTextIs(page, expected) {
+  const end = Date.now() + 10000;
+  let seen = await frontText(page);
+  while (seen !== expected && Date.now() < end) {
+    await page.waitForTimeout(20);
+    seen = await frontText(page);
+  }
+  assert.equal(seen, expected);
+}
+
+export function statusText(page) {
+  return page.locator('.status').innerText();
+}
+
+export function tabLabels(page) {
+  return page.locator('.tab').evaluateAll((tabs) => tabs.map((tab) => tab.getAttribute('aria-label')));
+}

@@ -1,0 +1,71 @@
+// Boot: the token, the link, what was kept, then the shell; the snapshot may come after the first
+// paint, and the text editor's own code is loaded last (editor/start.js).
+
+import { render } from 'preact';
+import { html } from 'htm/preact';
+import { openLink } from './bridge/events.js';
+import { sessionToken, takeToken } from './bridge/token.js';
+import { startEditor } from './editor/start.js';
+import { startTheme } from './look/theme.js';
+import { startZoom } from './look/zoom.js';
+import { startExplorer } from './panels/explorer/start.js';
+import { registerJobsPanel } from './panels/jobs/panel.js';
+import { registerLogPanel } from './panels/log/panel.js';
+import { registerAppCommands } from './shell/appcommands.js';
+import { installFieldMenus } from './shell/fieldmenu.js';
+import { installKeys } from './shell/keys.js';
+import { loadLayout } from './shell/layout.js';
+import { registerPalette } from './shell/palette.js';
+import { Shell } from './shell/shell.js';
+import { reportError } from './shell/toasts.js';
+import { note } from './stores/log.js';
+import { loadSnapshot } from './stores/settings.js';
+import { flush, loadUiState } from './stores/uistate.js';
+import { loadWindowState, onLeave } from './stores/windowstate.js';
+
+async function boot() {
+  const app = /** @type {HTMLElement} */ (document.getElementById('app'));
+  takeToken(window);
+  if (!sessionToken()) {
+    app.textContent = 'This address lacks its key. Open the address that Marlin Bench printed at its start.';
+    return;
+  }
+  openLink();
+  const layoutRead = told('Could not read the saved layout', loadUiState());
+  const stateRead = told('Could not read the state', loadSnapshot());
+  // A bridge without a window says so, and the page is well without its state.
+  loadWindowState().catch((error) => note('info', 'No window state', error));
+
+  await layoutRead;
+  startTheme(window);
+  startZoom(document);
+  loadLayout();
+  registerAppCommands();
+  registerPalette();
+  registerJobsPanel();
+  registerLogPanel();
+  startExplorer();
+  startEditor();
+  onLeave(flush);
+  installKeys(document);
+  installFieldMenus(document);
+  app.textContent = '';
+  render(html`<${Shell} />`, app);
+  await stateRead;
+}
+
+/**
+ * @param {string} tried
+ * @param {Promise<unknown>} work
+ */
+async function told(tried, work) {
+  try {
+    await work;
+  } catch (error) {
+    reportError(tried, error);
+  }
+}
+
+window.addEventListener('error', ({ message, error }) => note('error', message, error));
+window.addEventListener('unhandledrejection', ({ reason }) => note('error', String(reason), reason));
+void boot();
