@@ -11,7 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "agent/agent.hpp"
 #include "net/net.hpp"
+#include "term/term.hpp"
 #include "workspace/workspace.hpp"
 #include "json/json.hpp"
 
@@ -30,6 +32,8 @@ extern std::atomic<mbwin::Host*> g_host;
 
 struct App {
     mbws::Workspace workspace;
+    mbterm::Manager terminals;
+    mbagent::Session agent;  // the chat pane's
     mbnet::Server server;
     std::string configPath;  // of the settings file
     std::mutex pendingMutex;

@@ -1,5 +1,10 @@
 #include "main/events.hpp"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "util/util.hpp"
@@ -27,10 +32,49 @@ void pushDrop(App& app, const std::vector<std::string>& paths, int32_t x, int32_
     app.push(dropped);
 }
 
+// A page that no longer reads holds up whoever pushes to it, and so the services that are being
+// stopped, whose last events wait for it. When they take longer than they ever should, the page's
+// connection is cut, which frees them.
+class StallGuard {
+public:
+    explicit StallGuard(mbnet::Server& server) {
+        try {
+            thread = std::thread([this, &server] {
+                std::unique_lock lock(mutex);
+                if (!changed.wait_for(lock, kPatience, [this] { return done; })) server.stop();
+            });
+        } catch (const std::system_error&) {
+            // Without a thread to be had the stop goes unguarded.
+        }
+    }
+    StallGuard(const StallGuard&) = delete;
+    StallGuard& operator=(const StallGuard&) = delete;
+    ~StallGuard() {
+        {
+            const std::lock_guard lock(mutex);
+            done = true;
+        }
+        changed.notify_all();
+        if (thread.joinable()) thread.join();
+    }
+
+private:
+    // More than a session (3.5 s) and terminals (1 s) that ignore every polite word take.
+    static constexpr std::chrono::seconds kPatience{6};
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool done = false;  // guarded by mutex
+    std::thread thread;
+};
+
 }  // namespace
 
 void stopServices(App& app) {
     g_running = false;
+    const StallGuard guard(app.server);
+    app.agent.stop();
+    app.terminals.killAll();
     app.server.stop();
 }
 

@@ -14,6 +14,8 @@ void registerRoutes(App& app) {
     registerSessionRoutes(app);
     registerWorkspaceRoutes(app);
     registerFileRoutes(app);
+    registerTerminalRoutes(app);
+    registerAgentRoutes(app);
 }
 
 void registerVendor(App& app, const std::string& vendorFolder) {

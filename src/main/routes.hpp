@@ -11,9 +11,15 @@ void registerRoutes(App& app);
 void registerSessionRoutes(App& app);
 void registerWorkspaceRoutes(App& app);
 void registerFileRoutes(App& app);
+void registerTerminalRoutes(App& app);
+// Also sets the session's callbacks, which push what it tells.
+void registerAgentRoutes(App& app);
 
 // Files of third parties, served without a token as nothing in them is private.
 void registerVendor(App& app, const std::string& vendorFolder);
+
+// The answer that the CLI gets to one of its questions, from the body of a permission route.
+mbjson::Json permissionAnswer(const mbjson::Json& body);
 
 // A handler of this program: always completes its response.
 using AppHandler = std::function<mbnet::Response(App&, const mbnet::Request&)>;

@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "support/support.hpp"
+#include "support/comma_locale.hpp"
 #include "json/json.hpp"
 
 namespace {
@@ -170,35 +170,8 @@ TEST(JsonDump, DumpToAppends) {
     EXPECT_EQ(out, "data: {\"a\":1}\n");
 }
 
-// Switches LC_NUMERIC to a locale with a decimal comma, made on the spot because it differs from
-// machine to machine which are installed. Puts the old one back at the end.
-class CommaLocale {
-public:
-    CommaLocale() : before(std::setlocale(LC_NUMERIC, nullptr)) {
-        const std::string source = folder.write("comma.src", "LC_NUMERIC\n"
-                                                             "decimal_point \",\"\n"
-                                                             "thousands_sep \".\"\n"
-                                                             "grouping 3;3\n"
-                                                             "END LC_NUMERIC\n");
-        // It warns of the categories that the source leaves out, and writes the locale.
-        const std::string command =
-            "localedef -c -i '" + source + "' '" + folder.at("comma") + "' >/dev/null 2>&1";
-        if (std::system(command.c_str()) < 0) return;
-        for (const char* name : {"comma", "de_DE.UTF-8", "fr_FR.UTF-8"})
-            if (!found) found = std::setlocale(LC_NUMERIC, name) != nullptr;
-    }
-    ~CommaLocale() { std::setlocale(LC_NUMERIC, before.c_str()); }
-
-    bool found = false;
-
-private:
-    mbtest::TempDir folder;
-    mbtest::ScopedEnv path{{{"LOCPATH", folder.path()}}};
-    std::string before;
-};
-
 TEST(JsonDump, DecimalCommaOfALocaleIsNeverUsed) {
-    const CommaLocale locale;
+    const mbtest::CommaLocale locale;
     ASSERT_TRUE(locale.found) << "localedef and its character maps are in the package locales";
     std::array<char, 16> shown;
     std::snprintf(shown.data(), shown.size(), "%.1f", 1.5);
