@@ -97,7 +97,14 @@ TEST(AppEnd, LostDisplayEndsItWithAnErrorAndWithoutChildren) {
     Display display;
     const Layout layout;
     Program program(layout, {.display = display.name()});
-    ASSERT_TRUE(program.awaitWindow()) << program.errors();
+    ASSERT_TRUE(program.awaitWindow() && program.awaitBridge()) << program.errors();
+    // A shell that the mere end of its terminal would not take along.
+    mbtest::WsClient events(program.port(), program.token());
+    const std::string id = program.ask("/api/terminal/create", "{}")["id"].asString();
+    program.request("/api/terminal/input",
+                    R"({"id":")" + id +
+                        R"(","data":"trap '' HUP; echo re''ady; exec sleep 1000\n"})");
+    ASSERT_TRUE(events.recvTextWith("ready")) << events.error();
     display.kill();
     expectGone(program, 1);
 }

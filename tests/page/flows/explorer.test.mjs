@@ -3,7 +3,7 @@ import { existsSync, mkdirSync, readFileSync, readdirSync, renameSync, rmSync, w
 import { join } from 'node:path';
 import { after, beforeEach, test } from 'node:test';
 import { axeFindings, startEditor } from '../support/editor.mjs';
-import { freshPage, frontText, openFromTree, tabLabels } from '../support/steps.mjs';
+import { freshPage, frontTextIs, openFromTree, tabLabels } from '../support/steps.mjs';
 
 const editor = await startEditor({ files: { 'keep.txt': 'keep\n' } });
 after(() => editor.stop());
@@ -283,7 +283,7 @@ test('explorer: files dropped from the desktop go into the folder under the mous
   await page.waitForFunction(
     () => document.querySelector('.tab.front')?.getAttribute('title') === 'outside/dropped.txt',
   );
-  assert.match(await frontText(page), /dropped/);
+  await frontTextIs(page, /dropped/);
   await editor.api('workspace/remove', { name: 'outside' });
   await done(page);
 });

@@ -3,7 +3,7 @@ import { existsSync, readFileSync, readdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { test } from 'node:test';
 import { openPage, startEditor } from '../support/editor.mjs';
-import { frontText, frontTextIs, openFromTree, saved, tabLabels } from '../support/steps.mjs';
+import { frontTextIs, openFromTree, saved, tabLabels } from '../support/steps.mjs';
 
 const backupFolder = (editor) => join(editor.project, '.marlin/backups');
 
@@ -197,7 +197,7 @@ test('recovery: a backup that the crash cut short gives the one before it', asyn
     page = await openPage(editor);
     await page.waitForSelector('.tab.dirty');
     await page.waitForFunction(() => document.querySelector('.text-view')?.textContent?.includes('first'));
-    assert.match(await frontText(page), /^first( s?e?c?o?n?)?a/);
+    await frontTextIs(page, /^first( s?e?c?o?n?)?a/);
     await page.done();
   } finally {
     await editor.stop();

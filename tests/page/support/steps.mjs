@@ -43,15 +43,19 @@ export async function frontText(page) {
     .trimEnd();
 }
 
-/** Awaits that the front text reads so: the view draws it a frame or more after the tab says it is there. */
+/**
+ * Awaits that the front text reads so, or matches: the view draws it a frame or more after the tab says
+ * it is there.
+ */
 export async function frontTextIs(page, expected) {
+  const fits = (text) => (expected instanceof RegExp ? expected.test(text) : text === expected);
   const end = Date.now() + 10000;
   let seen = await frontText(page);
-  while (seen !== expected && Date.now() < end) {
+  while (!fits(seen) && Date.now() < end) {
     await page.waitForTimeout(20);
     seen = await frontText(page);
   }
-  assert.equal(seen, expected);
+  assert.ok(fits(seen), `the front text is ${JSON.stringify(seen)}, not ${expected}`);
 }
 
 export function statusText(page) {
