@@ -14,8 +14,11 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     target_compile_options(marlin_options INTERFACE -Wno-null-dereference)
 endif()
 if(MARLIN_SANITIZE)
+    # No vptr: the check opens a pipe to look at memory, and takes its failure for a bad object in tests
+    # that run short of descriptors. There are no virtual functions of ours to check.
     target_compile_options(marlin_options INTERFACE
-        -fsanitize=${MARLIN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+        -fsanitize=${MARLIN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
+        -fno-sanitize-recover=all
         -Wno-null-dereference -Wno-maybe-uninitialized)
     target_link_options(marlin_options INTERFACE -fsanitize=${MARLIN_SANITIZE})
 endif()

@@ -23,6 +23,7 @@ import {
   takeFocusWish,
   textViews,
   titleOf,
+  viewKey,
   wishFocus,
 } from './state.js';
 
@@ -49,19 +50,33 @@ export async function openFile(
   if (line !== undefined) revealWhenShown(shownIn, path, line, column);
 }
 
+/** Lines to go to in texts that are not shown yet. @type {Map<string, {line: number, column?: number}>} */
+const revealWishes = new Map();
+
 /**
- * The view follows the tabs a moment later.
+ * The view follows the tabs a moment later, and the first one of all only when the editor is loaded.
  * @param {string} group
  * @param {string} id
  * @param {number} line
  * @param {number} [column]
  */
 function revealWhenShown(group, id, line, column) {
-  requestAnimationFrame(() => {
-    const buffer = bufferOf(id);
-    const view = textViews.get(group);
-    if (buffer && view?.shows(buffer.doc)) view.reveal(line, column);
-  });
+  revealWishes.set(viewKey(group, id), { line, column });
+  requestAnimationFrame(() => takeRevealWish(group, id));
+}
+
+/**
+ * Goes to the line that was asked for, if the view shows its text by now.
+ * @param {string} group
+ * @param {string} id
+ */
+export function takeRevealWish(group, id) {
+  const wish = revealWishes.get(viewKey(group, id));
+  const buffer = bufferOf(id);
+  const view = textViews.get(group);
+  if (!wish || !buffer || !view?.shows(buffer.doc)) return;
+  revealWishes.delete(viewKey(group, id));
+  view.reveal(wish.line, wish.column);
 }
 
 export async function newUntitled() {

@@ -7,7 +7,7 @@ import { zoom } from '../look/zoom.js';
 import { showMenu } from '../shell/menus.js';
 import { editorHost } from './lazy.js';
 import { keepViews } from './session.js';
-import { giveFocus, keep } from './tabactions.js';
+import { giveFocus, keep, takeRevealWish } from './tabactions.js';
 import { cursor, tabs, textViews, titleOf, viewKey, viewStates, wordWrap } from './state.js';
 
 const kTruncated = 'Only the first 12 MB of this file were read, so it cannot be edited here.';
@@ -121,7 +121,10 @@ function showText(view, shown, group, id, buffer) {
   shown.current = buffer ? id : '';
   if (!buffer) return view.clear();
   view.show(buffer.doc, viewStates.get(viewKey(group, id)));
-  requestAnimationFrame(() => giveFocus(group));
+  requestAnimationFrame(() => {
+    takeRevealWish(group, id);
+    giveFocus(group);
+  });
 }
 
 /**

@@ -40,7 +40,7 @@ const MENUS = [
     title: 'View',
     groups: [
       ['palette.show'],
-      ['explorer.focus', 'panel.jobs', 'panel.log'],
+      ['explorer.focus', 'chat.focus', 'terminal.toggle', 'panel.jobs', 'panel.log'],
       ['layout.toggleSide', 'layout.toggleBottom', 'layout.toggleRight'],
       ['view.splitRight', 'view.splitDown', 'view.wordWrap', 'view.minimap', 'view.markdownPreview'],
       ['look.theme', 'look.zoomIn', 'look.zoomOut', 'look.zoomReset'],
@@ -52,6 +52,14 @@ const MENUS = [
       ['editor.gotoLine', 'editor.gotoBracket'],
       ['view.nextTab', 'view.previousTab', 'view.nextGroup', 'view.previousGroup'],
       ['layout.nextPart', 'layout.previousPart'],
+    ],
+  },
+  {
+    title: 'Terminal',
+    groups: [
+      ['terminal.new', 'terminal.newClaude', 'terminal.split', 'terminal.newBesideFile'],
+      ['terminal.find', 'terminal.commands', 'terminal.failedCommands'],
+      ['terminal.rename', 'terminal.clear', 'terminal.kill'],
     ],
   },
   {
