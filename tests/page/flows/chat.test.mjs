@@ -18,7 +18,7 @@ import {
 } from '../support/chatlines.mjs';
 import { axeFindings, startEditor } from '../support/editor.mjs';
 import { onePixelPng } from '../support/samples.mjs';
-import { freshPage, openFromTree } from '../support/steps.mjs';
+import { freshPage, openFromTree, settled } from '../support/steps.mjs';
 
 let editor;
 let claude;
@@ -428,7 +428,9 @@ test('chat: several lines, earlier messages, mentions and commands in the field'
   await page.keyboard.press('Enter');
   assert.equal(await field().inputValue(), 'look at @a.txt ');
   await field().fill('');
+  await settled(page);
   await page.locator('.text-view .view-line').first().click();
+  await page.waitForFunction(() => document.activeElement?.closest('.text-view'));
   await page.keyboard.press('Control+Home');
   await page.keyboard.press('Shift+ArrowDown');
   await page.keyboard.press('Shift+ArrowDown');

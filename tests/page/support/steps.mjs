@@ -58,6 +58,13 @@ export async function frontTextIs(page, expected) {
   assert.ok(fits(seen), `the front text is ${JSON.stringify(seen)}, not ${expected}`);
 }
 
+/** Awaits that what the page puts off to the next frame, such as giving back the focus, has happened. */
+export async function settled(page) {
+  await page.evaluate(
+    () => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done)))),
+  );
+}
+
 export function statusText(page) {
   return page.locator('.status').innerText();
 }
