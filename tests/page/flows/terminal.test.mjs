@@ -6,7 +6,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 import { axeFindings, startEditor } from '../support/editor.mjs';
-import { freshPage } from '../support/steps.mjs';
+import { freshPage, settled } from '../support/steps.mjs';
 
 let editor;
 let page;
@@ -175,8 +175,8 @@ test('terminal: splits and tabs', async () => {
   await page.keyboard.press('Control+PageUp');
   await page.waitForFunction(() => document.querySelectorAll('.terminal-pane').length === 2);
 
-  await tabs.nth(2).focus();
-  await page.keyboard.press('F2');
+  await settled(page); // the pane in front takes the focus a frame later
+  await tabs.nth(2).press('F2');
   await page.getByRole('textbox', { name: 'Name' }).waitFor();
   await page.keyboard.type('server');
   await page.keyboard.press('Enter');
