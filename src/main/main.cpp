@@ -105,6 +105,9 @@ int runWindow(App& app, const Folders& folders, const std::string& url) {
     g_host = nullptr;
     // Handlers may hold the window's pointer and the App: what they use stays until they are done.
     if (!app.server.waitForHandlers(kHandlerGraceMs)) ::_exit(code);
+    // The last of them may have started a child after the others were stopped. It ends while there
+    // is still a server to tell of it.
+    stopServices(app);
     return code;
 }
 
