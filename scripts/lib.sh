@@ -1,10 +1,12 @@
 # Shared by the scripts beside it; to be sourced. Works from the top of the source tree.
 # shellcheck shell=bash
 
-build_packages=(g++ cmake ninja-build pkg-config ccache git libgtk-3-dev libwebkit2gtk-4.1-dev libx11-dev)
+build_packages=(g++ cmake ninja-build pkg-config ccache git libgtk-3-dev libwebkit2gtk-4.1-dev libx11-dev
+  libpcre2-dev libssl-dev libcurl4-openssl-dev)
 run_packages=(xvfb dbus procps fonts-dejavu-core)
 test_packages=(libxtst-dev libgtest-dev libgmock-dev libbenchmark-dev dbus-x11 icewm xdotool wmctrl x11-utils
-  x11-xserver-utils imagemagick locales shellcheck clang-format clang-tidy chromium)
+  x11-xserver-utils imagemagick locales shellcheck clang-format clang-tidy chromium zsh clangd
+  bubblewrap openssl python3 desktop-file-utils xdg-utils)
 
 say() { printf '== %s\n' "$*"; }
 

@@ -1,28 +1,21 @@
 #include "agent/agent.hpp"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
 #include <cstring>
 #include <system_error>
 
 #include "agent/lines.hpp"
 #include "agent/wire.hpp"
+#include "proc/pipes.hpp"
 #include "proc/proc.hpp"
 #include "util/util.hpp"
 
 namespace mbagent {
-
-using mbutil::Fd;
 
 namespace {
 
@@ -36,72 +29,6 @@ constexpr const char* kNotFound =
     "The Claude CLI was not found. Install it (npm install -g @anthropic-ai/claude-code, or the "
     "native installer) or set \"claudeCommand\" in marlin-bench.json to its full path.";
 constexpr const char* kCouldNotStart = "Could not start the Claude CLI: ";
-
-using Take = std::function<void(std::string_view)>;
-
-bool openWake(Fd& wake) {
-    wake.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    return static_cast<bool>(wake);
-}
-
-// Nobody reads it, so it stays readable. The only failure is a counter that is full, so it is too.
-void wakeUp(const Fd& wake) {
-    const uint64_t one = 1;
-    (void)!::write(wake.value, &one, sizeof one);
-}
-
-// How many bytes were taken; 0 at the end of the file and on an error.
-size_t takeSome(int pipe, std::vector<char>& buffer, size_t limit, const Take& take) {
-    ssize_t got = 0;
-    do {
-        got = ::read(pipe, buffer.data(), std::min(limit, buffer.size()));
-    } while (got < 0 && errno == EINTR);
-    if (got <= 0) return 0;
-    take({buffer.data(), static_cast<size_t>(got)});
-    return static_cast<size_t>(got);
-}
-
-// What the pipe holds now, and no more: somebody the child has started may keep its other end for
-// ever, and keep writing.
-void takeRest(int pipe, std::vector<char>& buffer, const Take& take) {
-    int held = 0;
-    if (::ioctl(pipe, FIONREAD, &held) != 0) return;
-    for (size_t left = static_cast<size_t>(held); left > 0;) {
-        const size_t got = takeSome(pipe, buffer, left, take);
-        if (got == 0) return;
-        left -= got;
-    }
-}
-
-// Until the end of the file, an error or the wake.
-void readPipe(int pipe, int wake, size_t bufferBytes, const Take& take) {
-    std::vector<char> buffer(bufferBytes);
-    for (;;) {
-        pollfd waited[] = {{pipe, POLLIN, 0}, {wake, POLLIN, 0}};
-        if (::poll(waited, 2, -1) < 0) {
-            if (errno == EINTR) continue;
-            return;
-        }
-        if (waited[1].revents != 0) return takeRest(pipe, buffer, take);
-        if (takeSome(pipe, buffer, bufferBytes, take) == 0) return;
-    }
-}
-
-// False on an error or the wake; part of it may be written then.
-bool writeAll(int pipe, int wake, std::string_view rest) {
-    while (!rest.empty()) {
-        const ssize_t written = ::write(pipe, rest.data(), rest.size());
-        if (written > 0) {
-            rest.remove_prefix(static_cast<size_t>(written));
-            continue;
-        }
-        if (written == 0 || (errno != EAGAIN && errno != EINTR)) return false;
-        pollfd waited[] = {{pipe, POLLOUT, 0}, {wake, POLLIN, 0}};
-        if (::poll(waited, 2, -1) < 0 && errno != EINTR) return false;
-        if (waited[1].revents != 0) return false;
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -134,7 +61,7 @@ bool Session::start(const StartOptions& options, std::string& error) {
 
 bool Session::openWakes(std::string& reason) {
     const std::lock_guard lock(writeMutex);
-    if (openWake(writeWake) && openWake(readWake)) return true;
+    if (mbproc::openWake(writeWake) && mbproc::openWake(readWake)) return true;
     reason = std::string("eventfd failed: ") + std::strerror(errno);
     return false;
 }
@@ -172,10 +99,10 @@ bool Session::startThreads(std::string& reason) {
 // For a child that there is no thread to wait for.
 void Session::abandonChild() {
     running = false;
-    wakeUp(writeWake);
+    mbproc::raiseWake(writeWake);
     signalGroup(SIGKILL);
     (void)collect();
-    wakeUp(readWake);
+    mbproc::raiseWake(readWake);
     closeHandles();
     exitCode = -1;
 }
@@ -188,7 +115,7 @@ void Session::stop() {
 
 // Readers go on meanwhile: what the child has to say at its end is delivered.
 void Session::endChild() {
-    wakeUp(writeWake);
+    mbproc::raiseWake(writeWake);
     {
         const std::lock_guard lock(writeMutex);
         stdinFd.reset();
@@ -225,14 +152,14 @@ void Session::closeHandles() {
 
 void Session::readLoop(const TextHandler& handler) {
     LineCutter cutter;
-    readPipe(stdoutFd.value, readWake.value, kOutputBytes,
-             [&](std::string_view bytes) { cutter.feed(bytes, handler); });
+    mbproc::readPipe(stdoutFd.value, readWake.value, kOutputBytes,
+                     [&](std::string_view bytes) { cutter.feed(bytes, handler); });
     cutter.finish(handler);
     readerDone();
 }
 
 void Session::errorLoop(const TextHandler& handler) {
-    readPipe(stderrFd.value, readWake.value, kErrorBytes, [&](std::string_view bytes) {
+    mbproc::readPipe(stderrFd.value, readWake.value, kErrorBytes, [&](std::string_view bytes) {
         if (handler) handler(std::string(bytes));
     });
     readerDone();
@@ -247,8 +174,8 @@ void Session::readerDone() {
 void Session::waitLoop(const ExitHandler& handler) {
     const int code = collect();
     running = false;
-    wakeUp(writeWake);
-    wakeUp(readWake);
+    mbproc::raiseWake(writeWake);
+    mbproc::raiseWake(readWake);
     {
         std::unique_lock lock(childMutex);
         (void)childChanged.wait_for(lock, std::chrono::milliseconds(kLastWordsMs),
@@ -279,7 +206,7 @@ bool Session::writeLine(const std::string& line) {
     const std::lock_guard lock(writeMutex);
     // The session may have ended while another line was written.
     if (!running || !stdinFd) return false;
-    return writeAll(stdinFd.value, writeWake.value, whole);
+    return mbproc::writeAll(stdinFd.value, writeWake.value, whole);
 }
 
 bool Session::sendUserMessage(const std::string& text) { return writeLine(textTurn(text)); }

@@ -7,7 +7,7 @@
 // Limits: none of its own in length or nesting. No operation recurses, so that depth costs heap
 // and never the thread's stack.
 // Errors: malformed text gives null and `ok` false. A number that no double can hold raises
-// std::out_of_range("stod"): whoever parses text from outside catches it there.
+// std::out_of_range("stod") from parse(); parseText() takes it for malformed text.
 // Threads: none of its own; a value that nobody writes may be read by all.
 // Locale: numbers are read and written with a decimal point whatever the locale is.
 
@@ -57,6 +57,8 @@ public:
 
     // Null on failure. `ok` may be absent. Raises std::out_of_range for a number out of range.
     static Json parse(std::string_view text, bool* ok = nullptr);
+    // The same without raising, for text from outside: bodies, files, what children print.
+    static Json parseText(std::string_view text, bool* ok = nullptr);
 
     // Compact, keys in ascending byte order. Bytes above 0x1f are copied as they are, so text that
     // is not UTF-8 stays so: toUtf8Lenient() comes first where the result leaves the process.

@@ -338,4 +338,13 @@ Json Json::parse(std::string_view text, bool* ok) {
     return parsed ? std::move(value) : Json();
 }
 
+Json Json::parseText(std::string_view text, bool* ok) {
+    try {
+        return parse(text, ok);
+    } catch (const std::out_of_range&) {
+        if (ok) *ok = false;
+        return {};
+    }
+}
+
 }  // namespace mbjson

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <stdexcept>
+#include <algorithm>
 #include <utility>
 
 #include "util/util.hpp"
@@ -64,6 +64,13 @@ Json openTarget(App& app, const std::string& path, bool& rootsChanged) {
 
 }  // namespace
 
+// What runs on threads of its own pushes to the server, which is destroyed before it.
+App::~App() {
+    server.stop();
+    watcher.stop();
+    index.endScan();
+}
+
 std::string App::ensureRoot(const std::string& path, bool& created) {
     created = false;
     const std::string key = posixCanonical(path);
@@ -87,6 +94,10 @@ void App::requestOpen(const std::vector<std::string>& paths, bool queue) {
         if (target.isObject()) targets.push(std::move(target));
     }
     if (targets.asArray().empty()) return;
+    if (rootsChanged) {
+        watchRoots();
+        startIndex();
+    }
     if (queue) {
         const std::lock_guard<std::mutex> lock(pendingMutex);
         for (const Json& target : targets.asArray()) pendingOpen.push_back(target);
@@ -96,6 +107,53 @@ void App::requestOpen(const std::vector<std::string>& paths, bool queue) {
     event.set("targets", std::move(targets));
     event.set("rootsChanged", rootsChanged);
     push(event);
+}
+
+void App::watchRoots() {
+    const std::lock_guard<std::mutex> lock(watchMutex);
+    watcher.reset();
+    if (!g_running || !fsChangedHandler) return;
+    for (const mbindex::Root& root : workspace.config()->roots) watcher.watch(root.path);
+    watcher.start(fsChangedHandler);
+}
+
+void App::startIndex() {
+    if (!g_running) return;
+    index.setRoots(workspace.config()->roots);
+    index.rescanAsync([this](const std::string& phase, int done, int total) {
+        Json event = Json::object();
+        event.set("type", "index.progress");
+        event.set("phase", phase);
+        event.set("done", done);
+        event.set("total", total);
+        if (phase == "done") event.set("stats", index.statsJson());
+        push(event);
+    });
+}
+
+void App::findRepositories() {
+    for (const mbindex::Root& root : workspace.config()->roots) {
+        const std::string repository = mbgit::discoverRoot(root.path);
+        const bool known = std::any_of(repoRoots.begin(), repoRoots.end(),
+                                       [&](const auto& one) { return one.root == repository; });
+        if (!repository.empty() && !known) repoRoots.push_back({root.name, repository});
+    }
+}
+
+std::string App::repoRootFor(const std::string& name) const {
+    for (const mbgit::Repository& one : repoRoots)
+        if (one.name == name) return one.root;
+    return repoRoots.empty() ? "" : repoRoots.front().root;
+}
+
+void App::reindex(const std::string& path) {
+    std::string full;
+    if (workspace.resolveInside(path, full)) index.reindexFile(full);
+}
+
+void App::unindex(const std::string& path) {
+    std::string full;
+    if (workspace.resolveInside(path, full)) index.removeFile(full);
 }
 
 void App::push(const Json& event) { server.broadcast(mbutil::toUtf8Strict(event.dump())); }
@@ -113,12 +171,7 @@ Json App::drainPendingOpen() {
 
 Json parseBody(const mbnet::Request& request) {
     bool ok = false;
-    Json body;
-    try {
-        body = Json::parse(request.body, &ok);
-    } catch (const std::out_of_range&) {
-        ok = false;  // a number that no double can hold: text that does not parse
-    }
+    Json body = Json::parseText(request.body, &ok);
     return ok ? body : Json::object();
 }
 
@@ -139,15 +192,6 @@ Json windowState() {
     state.set("maximized", host != nullptr && host->isMaximized());
     state.set("active", host == nullptr || host->isFocused());
     return state;
-}
-
-Json unscannedIndex() {
-    Json stats = Json::object();
-    stats.set("files", 0);
-    stats.set("truncated", false);
-    stats.set("seconds", 0);
-    stats.set("scanning", false);
-    return stats;
 }
 
 Json utf8Path(std::string_view path) {

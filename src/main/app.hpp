@@ -12,8 +12,13 @@
 #include <vector>
 
 #include "agent/agent.hpp"
+#include "dispatch/dispatch.hpp"
+#include "git/git.hpp"
+#include "index/index.hpp"
+#include "lsp/lsp.hpp"
 #include "net/net.hpp"
 #include "term/term.hpp"
+#include "watch/watch.hpp"
 #include "workspace/workspace.hpp"
 #include "json/json.hpp"
 
@@ -32,12 +37,23 @@ extern std::atomic<mbwin::Host*> g_host;
 
 struct App {
     mbws::Workspace workspace;
+    mbindex::Index index;
     mbterm::Manager terminals;
     mbagent::Session agent;  // the chat pane's
+    mbdispatch::Manager dispatch;
+    mbwatch::Watcher watcher;
     mbnet::Server server;
     std::string configPath;  // of the settings file
+    mblsp::Manager lsp;
+    // The repositories among the roots, one entry each, under the name of its first root. Found
+    // once, before the page is there: a root that is added later acts on the first of them.
+    std::vector<mbgit::Repository> repoRoots;
+    mbwatch::Watcher::Callback fsChangedHandler;  // empty: nothing is watched
+    std::mutex watchMutex;                        // one change of the watched roots at a time
     std::mutex pendingMutex;
     std::vector<mbjson::Json> pendingOpen;  // open targets that wait for a page; by pendingMutex
+
+    ~App();
 
     // The name of the root for this folder, which is added and saved when it is none yet. Two
     // callers at once can lose one of two roots, never tear the record.
@@ -48,6 +64,16 @@ struct App {
     // One event to all pages. Any thread; blocks while a page does not read. Whatever text the
     // event holds, the frame is valid UTF-8: a web view closes the channel at one that is not.
     void push(const mbjson::Json& event);
+    // Watches all roots anew, and scans them anew. Neither once the shutdown has begun.
+    void watchRoots();
+    void startIndex();
+    // Fills repoRoots.
+    void findRepositories();
+    // The repository of that root; the first one's for an unknown name; empty when there is none.
+    std::string repoRootFor(const std::string& name) const;
+    // Takes over into the index what was done to a workspace path.
+    void reindex(const std::string& path);
+    void unindex(const std::string& path);
     // Takes all open targets that wait.
     mbjson::Json drainPendingOpen();
 };
@@ -63,9 +89,6 @@ std::string rootPathFor(const App& app, const std::string& name);
 
 // The window's state as the page knows it; without a window it is active and not maximised.
 mbjson::Json windowState();
-
-// What the page is told of the file index while there is none: nothing scanned, nothing running.
-mbjson::Json unscannedIndex();
 
 // A path as a JSON string that may leave the process. Each component is converted by itself:
 // folders and files of different ages rarely share an encoding.

@@ -1,5 +1,8 @@
 #include "main/events.hpp"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -16,6 +19,8 @@ using mbjson::Json;
 
 namespace {
 
+constexpr size_t kReportedChanges = 200;  // paths that an event names
+
 Json event(const char* type) {
     Json object = Json::object();
     object.set("type", type);
@@ -30,6 +35,16 @@ void pushDrop(App& app, const std::vector<std::string>& paths, int32_t x, int32_
     dropped.set("x", x);
     dropped.set("y", y);
     app.push(dropped);
+}
+
+// A missing path may have been a folder, and so may one that is a folder again: what lay below it
+// leaves the index. Files of a folder that was moved here come with the next scan.
+void updateIndex(App& app, const std::string& path) {
+    struct stat info = {};
+    if (::stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode))
+        app.index.reindexFile(path);
+    else
+        app.index.removeFile(path);
 }
 
 // A page that no longer reads holds up whoever pushes to it, and so the services that are being
@@ -59,7 +74,8 @@ public:
     }
 
 private:
-    // More than a session (3.5 s) and terminals (1 s) that ignore every polite word take.
+    // More than a session (3.5 s), terminals (1 s) and language servers (1 s) that ignore every
+    // polite word take. Of background tasks as stubborn the page misses the end.
     static constexpr std::chrono::seconds kPatience{6};
 
     std::mutex mutex;
@@ -70,11 +86,31 @@ private:
 
 }  // namespace
 
+void filesChanged(App& app, const std::vector<std::string>& paths) {
+    Json list = Json::array();
+    for (size_t i = 0; i < std::min(paths.size(), kReportedChanges); ++i) {
+        std::string relative;
+        list.push(utf8Path(app.workspace.toRelative(paths[i], relative) ? relative : paths[i]));
+    }
+    for (const std::string& path : paths) updateIndex(app, path);
+    Json changed = event("fs.changed");
+    changed.set("paths", std::move(list));
+    changed.set("count", paths.size());
+    app.push(changed);
+}
+
 void stopServices(App& app) {
     g_running = false;
     const StallGuard guard(app.server);
+    {
+        const std::lock_guard lock(app.watchMutex);
+        app.watcher.stop();
+    }
+    app.index.endScan();
     app.agent.stop();
+    app.dispatch.shutdown();
     app.terminals.killAll();
+    app.lsp.stopAll();
     app.server.stop();
 }
 

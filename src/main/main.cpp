@@ -128,7 +128,13 @@ int start(int argc, char** argv) {
     loadSettings(app, folders);
     prepareBridge(app, folders);
     if (!startBridge(app)) return 1;
+    app.findRepositories();
+    app.fsChangedHandler = [&app](const std::vector<std::string>& changed) {
+        filesChanged(app, changed);
+    };
+    app.watchRoots();
     if (!paths.empty()) app.requestOpen(paths, true);
+    app.startIndex();
     const std::string url = startUrl(app);
     writeSessionUrl(folders, url);
     return runWindow(app, folders, url);

@@ -14,8 +14,15 @@ void registerRoutes(App& app) {
     registerSessionRoutes(app);
     registerWorkspaceRoutes(app);
     registerFileRoutes(app);
+    registerSearchRoutes(app);
     registerTerminalRoutes(app);
     registerAgentRoutes(app);
+    registerJobRoutes(app);
+    registerReviewRoutes(app);
+    registerGithubRoutes(app);
+    registerGitRoutes(app);
+    registerLspRoutes(app);
+    registerDispatchRoutes(app);
 }
 
 void registerVendor(App& app, const std::string& vendorFolder) {

@@ -11,9 +11,18 @@ void registerRoutes(App& app);
 void registerSessionRoutes(App& app);
 void registerWorkspaceRoutes(App& app);
 void registerFileRoutes(App& app);
+void registerSearchRoutes(App& app);
+void registerGitRoutes(App& app);
 void registerTerminalRoutes(App& app);
 // Also sets the session's callbacks, which push what it tells.
 void registerAgentRoutes(App& app);
+void registerJobRoutes(App& app);
+void registerReviewRoutes(App& app);
+void registerGithubRoutes(App& app);
+// Also gives the tasks their events, their launch options and the limit of the settings.
+void registerDispatchRoutes(App& app);
+// Also sets what the servers' messages and ends do.
+void registerLspRoutes(App& app);
 
 // Files of third parties, served without a token as nothing in them is private.
 void registerVendor(App& app, const std::string& vendorFolder);

@@ -1,4 +1,3 @@
-#include <stdexcept>
 #include <utility>
 
 #include "agent/launch.hpp"
@@ -172,11 +171,7 @@ Response status(App& app, const Request&) {
 Json jsonBehindBanner(const std::string& text) {
     const size_t brace = text.find('{');
     if (brace == std::string::npos) return {};
-    try {
-        return Json::parse(std::string_view(text).substr(brace));
-    } catch (const std::out_of_range&) {
-        return {};
-    }
+    return Json::parseText(std::string_view(text).substr(brace));
 }
 
 Response auth(App& app, const Request&) {

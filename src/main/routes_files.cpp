@@ -100,9 +100,10 @@ Response fileWrite(App& app, const Request& request) {
     std::string error;
     if (!app.workspace.writeTextFile(body["path"].asString(), body["contents"].asString(), error))
         return Response::error(400, error);
+    app.reindex(body["path"].asString());
     Json answer = Json::object();
     answer.set("ok", true);
-    answer.set("index", unscannedIndex());
+    answer.set("index", app.index.statsJson());
     return Response::json(answer.dump());
 }
 
@@ -115,14 +116,18 @@ Response fileCreate(App& app, const Request& request) {
     const std::string path = body["path"].asString();
     std::string error;
     if (body["directory"].asBool()) return done(app.workspace.createDirectory(path, error), error);
-    return done(app.workspace.createFile(path, body["contents"].asString(), error), error);
+    const bool made = app.workspace.createFile(path, body["contents"].asString(), error);
+    if (made) app.reindex(path);
+    return done(made, error);
 }
 
 Response fileRename(App& app, const Request& request) {
     const Json body = parseBody(request);
     std::string error;
-    return done(app.workspace.renamePath(body["from"].asString(), body["to"].asString(), error),
-                error);
+    const bool renamed =
+        app.workspace.renamePath(body["from"].asString(), body["to"].asString(), error);
+    if (renamed) app.startIndex();
+    return done(renamed, error);
 }
 
 Response fileImport(App& app, const Request& request) {
@@ -140,8 +145,12 @@ Response fileDuplicate(App& app, const Request& request) {
 }
 
 Response fileDelete(App& app, const Request& request) {
+    const Json body = parseBody(request);
+    const std::string& path = body["path"].asString();
     std::string error;
-    return done(app.workspace.deletePath(parseBody(request)["path"].asString(), error), error);
+    const bool deleted = app.workspace.deletePath(path, error);
+    if (deleted) app.unindex(path);
+    return done(deleted, error);
 }
 
 Response reveal(App& app, const Request& request) {

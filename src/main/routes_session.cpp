@@ -60,7 +60,7 @@ Response state(App& app, const Request&) {
     Json answer = Json::object();
     answer.set("ok", true);
     answer.set("config", app.workspace.config()->toJson());
-    answer.set("index", unscannedIndex());
+    answer.set("index", app.index.statsJson());
     answer.set("version", kVersion);
     answer.set("presenceConnected", false);
     answer.set("pendingOpen", app.drainPendingOpen());

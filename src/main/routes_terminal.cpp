@@ -3,6 +3,7 @@
 
 #include "agent/launch.hpp"
 #include "main/routes.hpp"
+#include "proc/proc.hpp"
 #include "term/shell.hpp"
 #include "util/util.hpp"
 
@@ -25,10 +26,15 @@ std::string folderFor(const App& app, const Json& body) {
     return mbutil::dirExists(wanted) ? wanted : mbutil::dirName(wanted);
 }
 
+// A path is one word to the shell, whatever blanks it holds; any other setting runs as it stands.
+std::string claudeLine(const std::string& command) {
+    return mbutil::fileExists(command) ? mbproc::quote(command) : command;
+}
+
 std::string commandFor(const App& app, const std::string& kind,
                        std::map<std::string, std::string>& env) {
     const auto config = app.workspace.config();
-    if (kind == "claude") return mbagent::resolveClaudeCommand(config->claudeCommand);
+    if (kind == "claude") return claudeLine(mbagent::resolveClaudeCommand(config->claudeCommand));
     const char* shell = std::getenv("SHELL");
     return mbterm::integrateShell(
         mbterm::chooseShell(config->shellCommand, shell ? shell : "", mbterm::loginShell()),

@@ -19,6 +19,10 @@ Response addFolder(App& app, const Request& request) {
         return Response::error(400, "not a folder: " + path);
     bool created = false;
     const std::string name = app.ensureRoot(path, created);
+    if (created) {
+        app.watchRoots();
+        app.startIndex();
+    }
     Json answer = Json::object();
     answer.set("ok", true);
     answer.set("name", utf8Path(name));
@@ -37,6 +41,8 @@ Response removeFolder(App& app, const Request& request) {
     answer.set("config", next.toJson());
     app.workspace.setConfig(std::move(next));
     (void)app.workspace.saveConfig(app.configPath);
+    app.watchRoots();
+    app.startIndex();
     return Response::json(answer.dump());
 }
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "proc/launch.hpp"
 #include "proc/proc.hpp"
 #include "util/fd.hpp"
 
@@ -30,18 +31,7 @@ struct Plan {
     int stderrFd = -1;
     char* const* arguments = nullptr;
     char* const* environment = nullptr;
-    sigset_t signalMask = {};  // as it was before the parent blocked everything
 };
-
-// A process whose own standard streams are closed gets 0, 1 or 2 for a pipe. There the child would
-// overwrite one end with another, and dup2() of a number onto itself keeps close-on-exec.
-bool moveAboveStreams(Fd& fd) {
-    if (fd.value > STDERR_FILENO) return true;
-    const int moved = ::fcntl(fd.value, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (moved < 0) return false;
-    fd.reset(moved);
-    return true;
-}
 
 bool openPipe(Pipe& pipe) {
     int ends[2];
@@ -60,15 +50,6 @@ std::vector<std::string> childEnvironment(const std::map<std::string, std::strin
         });
     for (const auto& [name, value] : env) entries.push_back(name + "=" + value);
     return entries;
-}
-
-// For execve(), which wants pointers to non-const and does not write through them.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 // Our handlers must not run in the child, which shares our memory until its execve().
@@ -96,38 +77,16 @@ void connectStreams(const Plan& plan) {
     (void)::dup2(plan.stderrFd, STDERR_FILENO);
 }
 
-// Runs in the child, in the parent's memory: async-signal-safe calls only, and nothing is written
-// but the variables of these functions.
-[[noreturn]] void becomeShell(const Plan& plan) {
+// Runs in the child; see ChildMain.
+[[noreturn]] void becomeShell(const void* given, const sigset_t& signalMask) {
+    const Plan& plan = *static_cast<const Plan*>(given);
     (void)::setpgid(0, 0);  // one group, so that a whole pipeline can be signalled
     connectStreams(plan);
     if (plan.folder && ::chdir(plan.folder) != 0) ::_exit(127);
     resetSignals();
-    (void)::pthread_sigmask(SIG_SETMASK, &plan.signalMask, nullptr);
+    (void)::pthread_sigmask(SIG_SETMASK, &signalMask, nullptr);
     ::execve("/bin/sh", plan.arguments, plan.environment);
     ::_exit(127);
-}
-
-// vfork() in place of fork() spares copying the page tables, which takes milliseconds when the
-// process is large. The calling thread sleeps until the child has its own memory; other threads go
-// on. Not inlined, so that no other function's variables live in the frame that both use.
-[[gnu::noinline]] pid_t startShell(const Plan& plan) {
-    // The checks know vfork() as a trap, and only that. What the child may do stands above.
-    const pid_t pid = ::vfork();      // NOLINT(clang-analyzer-security.insecureAPI.vfork)
-    if (pid == 0) becomeShell(plan);  // NOLINT(clang-analyzer-unix.Vfork)
-    return pid;
-}
-
-// A handler of ours that ran in the child would run on our memory, so all signals wait.
-pid_t startShellWithSignalsBlocked(Plan& plan) {
-    sigset_t all;
-    ::sigfillset(&all);
-    (void)::pthread_sigmask(SIG_SETMASK, &all, &plan.signalMask);
-    const pid_t pid = startShell(plan);
-    const int failure = errno;
-    (void)::pthread_sigmask(SIG_SETMASK, &plan.signalMask, nullptr);
-    errno = failure;
-    return pid;
 }
 
 }  // namespace
@@ -152,7 +111,7 @@ bool spawnPiped(const std::string& command, const std::string& cwd,
     plan.stderrFd = err.writeEnd.value;
     plan.arguments = argumentPointers.data();
     plan.environment = environmentPointers.data();
-    const pid_t pid = startShellWithSignalsBlocked(plan);
+    const pid_t pid = launch(becomeShell, &plan);
     if (pid < 0) {
         error = std::string("fork failed: ") + std::strerror(errno);
         return false;

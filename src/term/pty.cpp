@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 
+#include "proc/launch.hpp"
 #include "proc/proc.hpp"
 #include "util/util.hpp"
 
@@ -35,15 +36,6 @@ struct Pty {
     Fd slave;
 };
 
-// Among 0 to 2 the child would overwrite it, and dup2() onto itself keeps close-on-exec.
-bool moveAboveStreams(Fd& fd) {
-    if (fd.value > STDERR_FILENO) return true;
-    const int moved = ::fcntl(fd.value, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (moved < 0) return false;
-    fd.reset(moved);
-    return true;
-}
-
 bool openPty(Pty& pty, const winsize& size) {
     std::array<char, 64> name{};
     pty.master.reset(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
@@ -51,7 +43,7 @@ bool openPty(Pty& pty, const winsize& size) {
         ::ptsname_r(pty.master.value, name.data(), name.size()) != 0)
         return false;
     pty.slave.reset(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    return pty.slave && moveAboveStreams(pty.slave) &&
+    return pty.slave && mbproc::moveAboveStreams(pty.slave) &&
            ::ioctl(pty.slave.value, TIOCSWINSZ, &size) == 0;
 }
 
@@ -75,9 +67,9 @@ void resetSignals() {
     (void)::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Runs in the child, in the parent's memory: async-signal-safe calls only, and nothing is written
-// but the variables of these functions.
-[[noreturn]] void becomeShell(const Plan& plan) {
+// Runs in the child. It leads its group once the parent goes on.
+[[noreturn]] void becomeShell(const void* given, const sigset_t&) {
+    const Plan& plan = *static_cast<const Plan*>(given);
     (void)::setsid();
     (void)::ioctl(plan.slave, TIOCSCTTY, 0);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -88,37 +80,6 @@ void resetSignals() {
     resetSignals();
     ::execve("/bin/sh", plan.arguments, plan.environment);
     ::_exit(127);
-}
-
-// As in the other module that starts children: vfork() spares copying the page tables of a large
-// process, and the calling thread sleeps until the child has its own memory. So the child leads its
-// group once this returns. Not inlined, so that no other function's variables live in the frame
-// that both use.
-[[gnu::noinline]] pid_t startShell(const Plan& plan) {
-    const pid_t pid = ::vfork();      // NOLINT(clang-analyzer-security.insecureAPI.vfork)
-    if (pid == 0) becomeShell(plan);  // NOLINT(clang-analyzer-unix.Vfork)
-    return pid;
-}
-
-// A handler of ours that ran in the child would run on our memory, so all signals wait.
-pid_t startShellWithSignalsBlocked(const Plan& plan) {
-    sigset_t all, before;
-    ::sigfillset(&all);
-    (void)::pthread_sigmask(SIG_SETMASK, &all, &before);
-    const pid_t pid = startShell(plan);
-    const int failure = errno;
-    (void)::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    errno = failure;
-    return pid;
-}
-
-// For execve(), which wants pointers to non-const and does not write through them.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 }  // namespace
@@ -154,8 +115,8 @@ bool spawnInPty(const SpawnOptions& options, Fd& master, int32_t& pid, std::stri
     std::vector<std::string> arguments = {"/bin/sh", "-c", "exec " + options.command};
     std::vector<std::string> environment =
         terminalEnvironment(mbproc::inheritedEnvironment(), options.env);
-    const std::vector<char*> argumentPointers = pointersTo(arguments);
-    const std::vector<char*> environmentPointers = pointersTo(environment);
+    const std::vector<char*> argumentPointers = mbproc::pointersTo(arguments);
+    const std::vector<char*> environmentPointers = mbproc::pointersTo(environment);
     const std::string home = mbutil::homeDir();
 
     Plan plan;
@@ -164,7 +125,7 @@ bool spawnInPty(const SpawnOptions& options, Fd& master, int32_t& pid, std::stri
     plan.otherFolder = home.c_str();
     plan.arguments = argumentPointers.data();
     plan.environment = environmentPointers.data();
-    const pid_t started = startShellWithSignalsBlocked(plan);
+    const pid_t started = mbproc::launch(becomeShell, &plan);
     if (started < 0) {
         error = std::strerror(errno);
         return false;

@@ -1,6 +1,5 @@
 #include "workspace/workspace.hpp"
 
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -13,17 +12,6 @@ namespace mbws {
 using mbjson::Json;
 
 namespace {
-
-// False also for a number that no double can hold: to the user such a file is as broken as any.
-bool parseSettings(const std::string& text, Json& document) {
-    bool ok = false;
-    try {
-        document = Json::parse(text, &ok);
-    } catch (const std::out_of_range&) {
-        return false;
-    }
-    return ok;
-}
 
 // `path` and `root` are canonical. A prefix only counts up to a slash: "/a/bc" is not in "/a/b".
 bool liesBelow(std::string_view path, std::string_view root) {
@@ -53,8 +41,9 @@ void Workspace::setConfig(Config next) {
 bool Workspace::loadConfig(const std::string& path) {
     std::string bytes;
     if (!readWholeFile(path, bytes)) return false;
-    Json document;
-    if (!parseSettings(mbutil::toUtf8Lenient(std::move(bytes)), document)) return false;
+    bool ok = false;
+    const Json document = Json::parseText(mbutil::toUtf8Lenient(std::move(bytes)), &ok);
+    if (!ok) return false;
     Config config = Config::fromJson(document);
     for (mbindex::Root& root : config.roots) root.path = mbutil::canonical(root.path);
     setConfig(std::move(config));

@@ -14,8 +14,10 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "match/match.hpp"
 #include "workspace/config.hpp"
 
 namespace mbws {
@@ -38,6 +40,23 @@ struct DirEntry {
     uint64_t size = 0;
     int64_t modified = 0;
 };
+
+struct SearchScope {
+    std::vector<std::string> extensions = {};  // of the files to search; empty: all kinds of text
+    int maxResults = 400;                      // 0 or less counts as 400
+};
+
+struct SearchHit {
+    std::string path;         // workspace path
+    int32_t line = 0;         // from 1
+    int32_t column = 0;       // byte in the line as it stands in the file, from 1
+    int32_t matchColumn = 0;  // byte in `text`, from 1
+    int32_t length = 0;       // bytes of the match
+    std::string text;         // the line without blanks at its ends, at most 400 bytes
+};
+
+// A file to search: its absolute and its workspace path.
+using SearchFile = std::pair<std::string, std::string>;
 
 class Workspace {
 public:
@@ -76,6 +95,25 @@ public:
                   std::string& error) const;
     // Folders first, then by name regardless of case. An empty path or "/" lists the roots.
     std::vector<DirEntry> listDirectory(const std::string& workspacePath, bool& listed) const;
+
+    // Trimmed, in lower case, without leading dots; what is then empty is left out.
+    static std::vector<std::string> normaliseExtensions(const std::vector<std::string>& extensions);
+    // By name and size alone: at most 16 MiB and of one of the clean `extensions`, which can name
+    // any kind of file; without such, of a kind of text or of an unknown one.
+    static bool searchable(const std::string& name, uint64_t size,
+                           const std::vector<std::string>& extensions);
+    // Hits in the order of the files, then of their position. Reads on two to eight threads of its
+    // own and blocks until they have ended. Files with a NUL byte in their first 8192 bytes, those
+    // that cannot be read and all that are no regular files have no hits. Once there are enough
+    // hits the files that were not reached are left out.
+    // Empty with the reason in `error` when the pattern does not compile.
+    std::vector<SearchHit> searchFileList(const std::vector<SearchFile>& files,
+                                          const std::string& query, const mbmatch::Options& options,
+                                          const SearchScope& scope, std::string& error) const;
+    // The same in all searchable files below the roots, sorted by workspace path, without folders
+    // that the index skips and those called "backups". Follows no links.
+    std::vector<SearchHit> searchInFiles(const std::string& query, const mbmatch::Options& options,
+                                         const SearchScope& scope, std::string& error) const;
 
 private:
     mutable std::mutex configMutex;  // guards the pointer, not what it points to

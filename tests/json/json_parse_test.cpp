@@ -215,6 +215,18 @@ TEST(JsonParse, NumberOutOfRangeRaisesStod) {
     }
 }
 
+TEST(JsonParse, TextFromOutsideDoesNotRaise) {
+    for (const char* text : {"1e999", "[1,-1e999]", "{\"a\":1e-999}", "[", ""}) {
+        bool ok = true;
+        EXPECT_TRUE(Json::parseText(text, &ok).isNull()) << text;
+        EXPECT_FALSE(ok) << text;
+        EXPECT_TRUE(Json::parseText(text).isNull());
+    }
+    bool ok = false;
+    EXPECT_EQ(Json::parseText("[1]", &ok).dump(), "[1]");
+    EXPECT_TRUE(ok);
+}
+
 TEST(JsonParse, ErrorBeforeANumberOutOfRangeWins) {
     bool ok = true;
     EXPECT_TRUE(Json::parse("[1 1e400]", &ok).isNull());

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "bridge.hpp"
 #include "util/util.hpp"
@@ -107,6 +108,16 @@ TEST_F(TerminalRoutes, TheClaudeKindRunsTheCliWithoutIntegration) {
     const Json made = create(object({{"kind", "claude"}}));
     EXPECT_EQ(made["command"].asString(), FAKE_CLAUDE);
     EXPECT_EQ(made["kind"].asString(), "claude");
+}
+
+TEST_F(TerminalRoutes, TheClaudeKindRunsACliInAFolderWithABlank) {
+    bridge.dir.write("my tools/claude", "#!/bin/sh\nexit 7\n");
+    const std::string command = bridge.dir.at("my tools/claude");
+    ASSERT_EQ(::chmod(command.c_str(), 0755), 0);
+    mbws::Config next = *bridge.app.workspace.config();
+    next.claudeCommand = command;
+    bridge.app.workspace.setConfig(std::move(next));
+    EXPECT_EQ(runToEnd(create(object({{"kind", "claude"}}))["id"].asString()).second, 7);
 }
 
 TEST_F(TerminalRoutes, BashGetsItsMarks) {

@@ -118,7 +118,7 @@ TEST(OpenRequests, AFileOutsideEveryRootAddsItsFolder) {
     mbtest::WsClient events = bridge.events();
     const std::string file = bridge.dir.write("proj/a.txt", "x");
     EXPECT_EQ(bridge.post("/api/open", object({{"paths", list({file})}})).body, R"({"ok":true})");
-    EXPECT_EQ(events.recvText(),
+    EXPECT_EQ(events.recvTextWith("open.request"),
               R"({"rootsChanged":true,"targets":[{"directory":false,"path":"proj/a.txt"}],)"
               R"("type":"open.request"})");
     EXPECT_EQ(rootNames(bridge), std::vector<std::string>{"proj"});
@@ -130,7 +130,7 @@ TEST(OpenRequests, KnownFoldersAndFilesChangeNoRoot) {
     bridge.dir.write("proj/sub/a.txt", "x");
     mbtest::WsClient events = bridge.events();
     bridge.post("/api/open", object({{"paths", list({root, root + "/sub/a.txt"})}}));
-    EXPECT_EQ(events.recvText(),
+    EXPECT_EQ(events.recvTextWith("open.request"),
               R"({"rootsChanged":false,"targets":[{"directory":true,"path":"proj"},)"
               R"({"directory":false,"path":"proj/sub/a.txt"}],"type":"open.request"})");
 }
@@ -143,7 +143,7 @@ TEST(OpenRequests, WhatDoesNotExistIsDroppedAndStillOk) {
     // Nothing was pushed: the next event is that of the next request.
     const std::string folder = bridge.dir.mkdir("later");
     bridge.post("/api/open", object({{"paths", list({folder})}}));
-    const std::string text = events.recvText().value_or("");
+    const std::string text = events.recvTextWith("open.request").value_or("");
     EXPECT_NE(text.find("\"later\""), std::string::npos) << text;
 }
 
@@ -165,10 +165,10 @@ TEST(OpenRequests, OpenedPathsThatAreNotUtf8KeepStrictClientsConnected) {
     mbtest::WsClient events = bridge.events();
     const std::string file = bridge.dir.write("proj/caf\xe9.txt", "x");
     bridge.app.requestOpen({file}, false);
-    const std::string text = events.recvText().value_or("");
+    const std::string text = events.recvTextWith("open.request").value_or("");
     EXPECT_NE(text.find("proj/caf\xc3\xa9.txt"), std::string::npos) << text;
     bridge.app.requestOpen({bridge.dir.at("proj")}, false);
-    EXPECT_TRUE(events.recvText()) << events.error();
+    EXPECT_TRUE(events.recvTextWith("open.request")) << events.error();
 }
 
 TEST(OpenRequests, AFolderWhoseNameIsNotUtf8CanBeUsedByThePage) {
@@ -186,7 +186,7 @@ TEST(OpenRequests, HalfASurrogatePairIsNoReasonToLoseTheChannel) {
     mbtest::WsClient events = bridge.events();
     const std::string file = bridge.dir.write("proj/\xed\xa0\xbd.txt", "x");
     bridge.app.requestOpen({file}, false);
-    EXPECT_TRUE(events.recvText()) << events.error();
+    EXPECT_TRUE(events.recvTextWith("open.request")) << events.error();
 }
 
 TEST(OpenRequests, EventsReachAllClientsAlike) {
