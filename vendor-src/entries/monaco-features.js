@@ -50,3 +50,7 @@ import 'monaco-editor/features/unusualLineTerminators/register.js';
 import 'monaco-editor/features/wordHighlighter/register.js';
 import 'monaco-editor/features/wordOperations/register.js';
 import 'monaco-editor/features/wordPartOperations/register.js';
+// The lists of these features name one of their parts only.
+import 'monaco-editor/editor/contrib/caretOperations/browser/caretOperations.js';
+import 'monaco-editor/editor/contrib/semanticTokens/browser/documentSemanticTokens.js';
+import 'monaco-editor/editor/contrib/suggest/browser/suggestController.js';

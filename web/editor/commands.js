@@ -9,7 +9,17 @@ import { roots } from '../stores/settings.js';
 import { closeTab, groupOf, keepTab, openTab, splitGroup, tabKey } from '../stores/tabs.js';
 import { reloadFromDisk } from './documents.js';
 import { onSaved, saveAll, saveAs, saveDocument } from './savefile.js';
-import { activeView, dirtyIds, frontBuffer, frontTab, isUntitled, tabs, titleOf, wordWrap } from './state.js';
+import {
+  activeView,
+  dirtyIds,
+  frontBuffer,
+  frontSavable,
+  frontTab,
+  isUntitled,
+  tabs,
+  titleOf,
+  wordWrap,
+} from './state.js';
 import {
   closeEverything,
   closeOne,
@@ -30,6 +40,7 @@ import { changeEncoding, changeIndent, changeLanguage, changeLineEnd } from './p
 
 const hasTab = () => frontTab.value !== null;
 const hasText = () => frontBuffer.value !== null;
+const canSave = () => frontSavable.value !== null;
 const hasFile = () => hasTab() && !isUntitled(frontTab.value?.id ?? '');
 /** Ctrl+C and its like belong to whatever has the focus. */
 const inText = () => document.activeElement?.closest('.text-view') instanceof Element;
@@ -38,7 +49,7 @@ const frontId = () => frontTab.value?.id ?? '';
 /** @type {Command[]} */
 const kFileCommands = [
   { id: 'file.new', title: 'New Untitled File', keys: ['ctrl+n'], run: newUntitled },
-  { id: 'file.save', title: 'Save', keys: ['ctrl+s'], when: hasText, run: () => saveDocument(frontId()) },
+  { id: 'file.save', title: 'Save', keys: ['ctrl+s'], when: canSave, run: () => saveDocument(frontId()) },
   {
     id: 'file.saveAs',
     title: 'Save As…',

@@ -7,6 +7,7 @@ import { readTextFile } from '../stores/files.js';
 import { closeTab, openTab } from '../stores/tabs.js';
 import { reloadFromDisk } from './documents.js';
 import { editorHost } from './lazy.js';
+import { diskTurns } from './outside.js';
 import { saveDocument } from './savefile.js';
 import { tabs, titleOf } from './state.js';
 import { focusGroup } from './tabactions.js';
@@ -14,25 +15,36 @@ import { focusGroup } from './tabactions.js';
 /** @param {{id: string, group: string, buffer: import('./state.js').TextBuffer}} props */
 export function CompareView({ id, group, buffer }) {
   const place = useRef(/** @type {HTMLDivElement | null} */ (null));
-  const view = useRef(
-    /** @type {{dispose: () => void, nextChange: () => void, previousChange: () => void} | null} */ (null),
-  );
+  const view = useRef(/** @type {ReturnType<typeof compared> | null} */ (null));
+  const [ready, setReady] = useState(false);
   const [failure, setFailure] = useState('');
 
   useEffect(() => {
     let alive = true;
-    Promise.all([editorHost(), readTextFile(id)])
-      .then(([host, file]) => {
-        if (!alive || !place.current) return;
-        if (file.text === null) setFailure('the file on disk is no longer text');
-        else view.current = host.createCompare(place.current, file.text, buffer.doc, buffer.language.value);
+    void editorHost().then((host) => {
+      if (alive && place.current) view.current = compared(host, place.current, buffer);
+      setReady(alive);
+    });
+    return () => {
+      alive = false;
+      view.current?.dispose();
+      view.current = null;
+    };
+  }, [id, buffer]);
+  useEffect(() => {
+    let alive = true;
+    if (!ready) return undefined;
+    readTextFile(id)
+      .then((file) => {
+        if (!alive) return;
+        setFailure(file.text === null ? 'the file on disk is no longer text' : '');
+        view.current?.setOriginal(file.text ?? '');
       })
       .catch((error) => alive && setFailure(error.message));
     return () => {
       alive = false;
-      view.current?.dispose();
     };
-  }, [id, buffer]);
+  }, [id, buffer, ready, diskTurns.value]);
 
   const leave = () => {
     const there = openTab(tabs.value, { kind: 'text', id, group }).state;
@@ -63,4 +75,18 @@ export function CompareView({ id, group, buffer }) {
     </div>
     <div class="compare-view" ref=${place}></div>
   </div>`;
+}
+
+/**
+ * @param {typeof import('./host.js')} host
+ * @param {HTMLElement} place
+ * @param {import('./state.js').TextBuffer} buffer
+ */
+function compared(host, place, buffer) {
+  return host.createCompare(place, {
+    original: '',
+    modified: buffer.doc,
+    language: buffer.language.value,
+    labels: ['Text on disk', 'Your text'],
+  });
 }

@@ -3,9 +3,8 @@
 import { signal } from '@preact/signals';
 import { decodeAs } from '../stores/encoding.js';
 import { TextBuffer } from '../stores/buffers.js';
-import { fileInfo, readBytes, readTextFile } from '../stores/files.js';
+import { readBytes, readTextFile } from '../stores/files.js';
 import { splitEnds } from '../stores/lineends.js';
-import { backupFits } from '../stores/backups.js';
 import { baseName, isInside, relabel } from '../stores/paths.js';
 import { closeTab, renameTabs } from '../stores/tabs.js';
 import { editorHost } from './lazy.js';
@@ -51,12 +50,13 @@ function enter(document) {
 }
 
 /**
- * Reads the file again after a failure.
+ * Reads the file again after a failure, or when it is no text.
  * @param {string} id
  */
 export function retryDocument(id) {
   const document = documents.value.get(id);
-  if (!document || document.content.value.kind !== 'failed') return;
+  const kind = document?.content.value.kind;
+  if (!document || (kind !== 'failed' && kind !== 'facts')) return;
   document.content.value = { kind: 'loading' };
   document.ready = load(document);
 }
@@ -87,7 +87,7 @@ async function readContent(path) {
   const [file, host] = await Promise.all([readTextFile(path), editorHost()]);
   if (file.text === null) return { kind: 'facts', info: file.info };
   const { info, text, encoding, eol, ends, base, truncated } = file;
-  const doc = host.createDocument(text, info.language || 'plaintext', eol);
+  const doc = host.createDocument(text, info.language || 'plaintext', eol, path);
   const readOnly = truncated ? 'truncated' : '';
   const { name, language } = info;
   return {
@@ -115,7 +115,7 @@ function watch(id, buffer) {
  */
 export async function placeBuffer(id, { text, eol, ...start }, { unsaved = false } = {}) {
   const host = await editorHost();
-  const doc = host.createDocument(text, start.language || 'plaintext', eol);
+  const doc = host.createDocument(text, start.language || 'plaintext', eol, start.path);
   const buffer = new TextBuffer({ ...start, doc });
   // Before anybody watches it: a text that looks saved for a moment would have its backup emptied.
   if (unsaved) buffer.markUnsaved();
@@ -156,8 +156,8 @@ function dropDocument(id) {
   rest.delete(id);
   const buffer = bufferOf(id);
   documents.value = rest;
-  // The views let go of the text first: they still listen to it in this turn.
-  if (buffer) setTimeout(() => buffer.dispose());
+  // The views let go of the text first: they still listen to it in this turn, a comparison in the next too.
+  if (buffer) setTimeout(() => setTimeout(() => buffer.dispose()));
 }
 
 /**
@@ -185,24 +185,6 @@ export async function reopenWithEncoding(id, encoding) {
   if (text === null) throw new Error('the bytes of the file are not valid in that encoding');
   buffer.adopt({ text, encoding, base: buffer.base, ...splitEnds(text) });
   buffer.encodingAgreed = true;
-}
-
-/**
- * Looks whether the file changed on disk. A text without changes of its own follows; one with changes
- * gets a mark, and the user decides.
- * @param {string} id
- */
-async function checkDisk(id) {
-  const buffer = bufferOf(id);
-  if (!buffer?.base || isUntitled(id)) return;
-  const facts = await fileInfo(id);
-  if (!facts || backupFits(buffer.base, facts)) return;
-  if (buffer.dirty.value) buffer.diskChanged.value = true;
-  else await reloadFromDisk(id);
-}
-
-export async function checkAllDisk() {
-  for (const id of documents.value.keys()) await checkDisk(id);
 }
 
 /** Since something changed on disk, sizes and times alone are no longer trusted. */

@@ -3,13 +3,17 @@
 
 import * as monaco from 'monaco';
 import { onTheme, theme } from '../look/theme.js';
+import { textEdits } from '../stores/changes.js';
 import { kOwnLanguages } from './languages.js';
-import { monacoTheme } from './monacotheme.js';
+import { languageHost } from './lsphost.js';
+import { kMarkColors, monacoTheme } from './monacotheme.js';
 
 /**
  * @typedef {import('../stores/buffers.js').TextDocument} TextDocument
  * @typedef {TextDocument & {model: any, snapshot: () => () => string | null, indent: () => Indent,
- *   setIndent: (indent: Indent) => void, onIndent: (fn: () => void) => () => void}} HostDocument
+ *   setIndent: (indent: Indent) => void, onIndent: (fn: () => void) => () => void,
+ *   mark: (marks: Mark[]) => void}} HostDocument
+ * @typedef {import('../stores/changes.js').Mark} Mark
  * @typedef {{spaces: boolean, size: number}} Indent
  * @typedef {{line: number, column: number, selected: number, selections: number}} Cursor
  * @typedef {ReturnType<typeof createEditor>} HostEditor
@@ -40,6 +44,9 @@ export function setLinkOpener(fn) {
   openLink = fn;
 }
 
+/** What language servers know of the texts. */
+export const languageServices = languageHost(monaco);
+
 function applyTheme() {
   const style = getComputedStyle(document.documentElement);
   monaco.editor.defineTheme(
@@ -51,6 +58,20 @@ function applyTheme() {
 applyTheme();
 onTheme(applyTheme);
 
+/** What the user chose to see around the text. */
+let look = { minimap: false, stickyScroll: false, bracketColors: false, codeLens: true, inlayHints: true };
+
+/** @param {typeof look} next views take it with their next rescale() */
+export function setLook(next) {
+  look = next;
+  for (const model of monaco.editor.getModels()) model.updateOptions(bracketOptions());
+}
+
+/** Bracket colours belong to the text, not to its view. */
+const bracketOptions = () => ({
+  bracketColorizationOptions: { enabled: look.bracketColors, independentColorPoolPerBracketType: false },
+});
+
 /** Everything that costs frames and that nobody misses at once is off. */
 function commonOptions() {
   const style = getComputedStyle(document.documentElement);
@@ -60,10 +81,15 @@ function commonOptions() {
     automaticLayout: true,
     fontFamily: style.getPropertyValue('--font-code').trim(),
     fontSize: parseFloat(style.getPropertyValue('--size-code')) * rem,
-    minimap: { enabled: false },
+    minimap: { enabled: look.minimap },
+    codeLens: look.codeLens,
+    inlayHints: { enabled: look.inlayHints ? /** @type {const} */ ('on') : /** @type {const} */ ('off') },
     occurrencesHighlight: /** @type {const} */ ('off'),
     wordBasedSuggestions: /** @type {const} */ ('off'),
-    stickyScroll: { enabled: false },
+    // While typing, proposals of language servers come by themselves, but not in words for people.
+    quickSuggestions: { other: /** @type {const} */ ('on'), comments: false, strings: false },
+    'semanticHighlighting.enabled': true,
+    stickyScroll: { enabled: look.stickyScroll },
     // Both would change text that the user did not touch, or ask about it.
     unusualLineTerminators: /** @type {const} */ ('off'),
     dropIntoEditor: { enabled: false },
@@ -74,6 +100,7 @@ function commonOptions() {
     scrollBeyondLastLine: false,
     padding: { top: 4 },
     renderLineHighlight: /** @type {const} */ ('line'),
+    renderFinalNewline: /** @type {const} */ ('on'), // dimmed, its number is hard to read
     scrollbar: { useShadows: false },
   };
 }
@@ -84,20 +111,38 @@ export function languages() {
   return [...found].map(([id, title]) => ({ id, title })).sort((a, b) => a.title.localeCompare(b.title));
 }
 
+/**
+ * The language of a file that the native side does not know, such as one that is only in git.
+ * @param {string} name
+ */
+export function languageFor(name) {
+  const lower = name.toLowerCase();
+  const found = monaco.languages
+    .getLanguages()
+    .find(
+      ({ filenames, extensions }) =>
+        filenames?.some((one) => one.toLowerCase() === lower) ||
+        extensions?.some((end) => lower.endsWith(end.toLowerCase())),
+    );
+  return found?.id ?? 'plaintext';
+}
+
 /** @param {string} id */
 export function languageTitle(id) {
   return languages().find((language) => language.id === id)?.title ?? id;
 }
 
+/** Tells apart the texts of one path: a file may be closed and opened again before the first is let go. */
+let made = 0;
+
 /**
- * A model without bracket colours: the option belongs to the text, not to its view.
  * @param {string} text @param {string} language
+ * @param {string} [path] by which lists of places name it
  */
-function createModel(text, language) {
-  const model = monaco.editor.createModel(text, language);
-  model.updateOptions({
-    bracketColorizationOptions: { enabled: false, independentColorPoolPerBracketType: false },
-  });
+function createModel(text, language, path) {
+  const address = path ? monaco.Uri.from({ scheme: 'marlin', path: `/${path}`, query: String(++made) }) : undefined;
+  const model = monaco.editor.createModel(text, language, address);
+  model.updateOptions(bracketOptions());
   return model;
 }
 
@@ -105,12 +150,15 @@ function createModel(text, language) {
  * @param {string} text without byte order mark
  * @param {string} language
  * @param {'\n' | '\r\n'} eol
+ * @param {string} [path] workspace path
  * @returns {HostDocument}
  */
-export function createDocument(text, language, eol) {
-  const model = createModel(text, language);
+export function createDocument(text, language, eol, path) {
+  const model = createModel(text, language, path);
   model.setEOL(eolSequence(eol));
   const { TextDefined, LF } = monaco.editor.EndOfLinePreference;
+  /** @type {string[]} */
+  let decorations = [];
   return {
     model,
     // A second mark at the start is text, which the model would hide otherwise.
@@ -120,9 +168,13 @@ export function createDocument(text, language, eol) {
     eol: () => /** @type {'\n' | '\r\n'} */ (model.getEOL()),
     setEol: (next) => next !== model.getEOL() && model.pushEOL(eolSequence(next)),
     setText: (next) => {
+      const edits = textEdits(model.getValue(), next.replace(/\r\n|\r|\n/g, model.getEOL()));
       model.pushStackElement();
-      model.pushEditOperations([], [{ range: model.getFullModelRange(), text: next }], () => null);
+      model.pushEditOperations([], edits.map(editIn(model)), () => null);
       model.pushStackElement();
+    },
+    mark: (marks) => {
+      decorations = model.deltaDecorations(decorations, marks.map(decorationOf));
     },
     setLanguage: (id) => monaco.editor.setModelLanguage(model, id),
     onChange: (fn) => {
@@ -156,6 +208,29 @@ export function createDocument(text, language, eol) {
   };
 }
 
+/** @param {monaco.editor.ITextModel} model */
+function editIn(model) {
+  return (/** @type {{start: number, end: number, text: string}} */ { start, end, text }) => ({
+    range: monaco.Range.fromPositions(model.getPositionAt(start), model.getPositionAt(end)),
+    text,
+  });
+}
+
+/**
+ * A bar beside changed lines, here and in the scroll bar.
+ * @param {Mark} mark
+ */
+function decorationOf({ line, endLine, kind }) {
+  const color = { id: kMarkColors[kind] };
+  return {
+    range: new monaco.Range(line, 1, endLine, 1),
+    options: {
+      linesDecorationsClassName: `change-bar ${kind}`,
+      overviewRuler: { color, position: monaco.editor.OverviewRulerLane.Left },
+    },
+  };
+}
+
 /** @param {'\n' | '\r\n'} eol */
 function eolSequence(eol) {
   const { CRLF, LF } = monaco.editor.EndOfLineSequence;
@@ -164,7 +239,11 @@ function eolSequence(eol) {
 
 /** @param {HTMLElement} container */
 export function createEditor(container) {
-  const editor = monaco.editor.create(container, { ...commonOptions(), model: null });
+  return handleOf(monaco.editor.create(container, { ...commonOptions(), model: null }));
+}
+
+/** @param {monaco.editor.ICodeEditor} editor */
+function handleOf(editor) {
   return {
     /**
      * @param {TextDocument} doc
@@ -178,6 +257,16 @@ export function createEditor(container) {
     clear: () => editor.setModel(null),
     shows: (/** @type {TextDocument} */ doc) => editor.getModel() === /** @type {HostDocument} */ (doc).model,
     viewState: () => editor.saveViewState(),
+    /**
+     * The main selection, from its start to its end whichever way it was made.
+     * @returns {{line: number, column: number, endLine: number, endColumn: number} | null} null without a text
+     */
+    selection() {
+      const found = editor.getSelection();
+      if (!found) return null;
+      const { startLineNumber: line, startColumn: column, endLineNumber: endLine, endColumn } = found;
+      return { line, column, endLine, endColumn };
+    },
     focus: () => editor.focus(),
     hasFocus: () => editor.hasWidgetFocus(),
     /** @param {{readOnly: boolean, message?: string, wrap: boolean, label: string}} options */
@@ -194,9 +283,10 @@ export function createEditor(container) {
     /**
      * @param {number} line from 1
      * @param {number} [column] from 1
+     * @param {{line: number, column: number}} [end] selects the text up to there
      */
-    reveal(line, column = 1) {
-      editor.setPosition({ lineNumber: line, column });
+    reveal(line, column = 1, end = { line, column }) {
+      editor.setSelection(new monaco.Range(line, column, end.line, end.column));
       editor.revealLineInCenterIfOutsideViewport(line);
     },
     /**
@@ -227,7 +317,65 @@ export function createEditor(container) {
         fn(event.posx, event.posy);
       });
     },
+    /**
+     * A bar beside changed lines was pressed.
+     * @param {(line: number) => void} fn
+     */
+    onMark(fn) {
+      editor.onMouseDown(({ target }) => {
+        if (target.element?.classList.contains('change-bar') && target.position) fn(target.position.lineNumber);
+      });
+    },
+    /**
+     * Makes room below a line and puts an element there. The result takes it away.
+     * @param {number} line from 1; 0 is above the first
+     * @param {number} rows its height in lines
+     * @param {HTMLElement} element
+     */
+    insert: (line, rows, element) => insertBelow(editor, line, rows, element),
     dispose: () => editor.dispose(),
+  };
+}
+
+/**
+ * Room among the lines lies under the text and takes no clicks, so the element itself floats above it.
+ * @param {monaco.editor.ICodeEditor} editor
+ * @param {number} line
+ * @param {number} rows
+ * @param {HTMLElement} element
+ */
+function insertBelow(editor, line, rows, element) {
+  const widget = {
+    getId: () => 'marlin.inserted',
+    getDomNode: () => element,
+    getPosition: () => null,
+  };
+  const place = () => {
+    const { contentLeft, contentWidth, verticalScrollbarWidth } = editor.getLayoutInfo();
+    element.style.left = `${contentLeft}px`;
+    element.style.width = `${contentWidth - verticalScrollbarWidth}px`;
+  };
+  let zone = '';
+  place();
+  editor.addOverlayWidget(widget);
+  editor.changeViewZones((zones) => {
+    zone = zones.addZone({
+      afterLineNumber: line,
+      heightInLines: rows,
+      domNode: document.createElement('div'),
+      onDomNodeTop: (top) => {
+        element.style.top = `${top}px`;
+      },
+      onComputedHeight: (height) => {
+        element.style.height = `${height}px`;
+      },
+    });
+  });
+  const layout = editor.onDidLayoutChange(place);
+  return () => {
+    layout.dispose();
+    editor.removeOverlayWidget(widget);
+    editor.changeViewZones((zones) => zones.removeZone(zone));
   };
 }
 
@@ -251,32 +399,61 @@ function cursorOf(editor) {
 }
 
 /**
- * Two texts side by side: the left one only to look at, the right one as it is in its buffer.
+ * Two texts beside or above each other: the left one only to look at, the right one as it is in its buffer,
+ * or a text to look at as well.
  * @param {HTMLElement} container
- * @param {string} original
- * @param {TextDocument} modified
- * @param {string} language
+ * @param {object} texts
+ * @param {string} texts.original
+ * @param {TextDocument | string} texts.modified
+ * @param {string} texts.language
+ * @param {[string, string]} texts.labels what the two are, for those who hear them
+ * @param {boolean} [texts.readOnly] of a buffer that must not be changed
  */
-export function createCompare(container, original, modified, language) {
+export function createCompare(container, { original, modified, language, labels, readOnly = false }) {
   const left = createModel(original, language);
+  const own = typeof modified === 'string' ? createModel(modified, language) : null;
+  const right = own ?? /** @type {HostDocument} */ (modified).model;
   const diff = monaco.editor.createDiffEditor(container, {
     ...commonOptions(),
     originalEditable: false,
+    readOnly: readOnly || own !== null,
     renderSideBySide: true,
+    useInlineViewWhenSpaceIsLimited: false, // the user's choice stands
+    renderGutterMenu: false,
+    ignoreTrimWhitespace: false, // a changed indent is a change
   });
-  diff.getOriginalEditor().updateOptions({ ariaLabel: 'Text on disk' });
-  diff.getModifiedEditor().updateOptions({ ariaLabel: 'Your text' });
-  diff.setModel({ original: left, modified: /** @type {HostDocument} */ (modified).model });
+  // Each change of options takes the names away again.
+  /** @param {monaco.editor.IDiffEditorOptions} options */
+  const update = (options) => {
+    diff.updateOptions(options);
+    diff.getOriginalEditor().updateOptions({ ariaLabel: labels[0] });
+    diff.getModifiedEditor().updateOptions({ ariaLabel: labels[1] });
+  };
+  update({});
+  diff.setModel({ original: left, modified: right });
+  const [leftView, rightView] = [diff.getOriginalEditor(), diff.getModifiedEditor()].map(handleOf);
   return {
-    focus: () => diff.getModifiedEditor().focus(),
+    leftView,
+    rightView,
+    focus: () => rightView.focus(),
     nextChange: () => diff.goToDiff('next'),
     previousChange: () => diff.goToDiff('previous'),
+    /** @param {boolean} inline */
+    setInline: (inline) => update({ renderSideBySide: !inline }),
+    /** @param {string} text */
+    setOriginal: (text) => left.getValue() !== text && left.setValue(text),
+    /** Only where both are texts to look at. @param {string} text */
+    setModified: (text) => own && own.getValue() !== text && own.setValue(text),
+    /** @param {(changes: number) => void} fn */
+    onChanges: (fn) => void diff.onDidUpdateDiff(() => fn(diff.getLineChanges()?.length ?? 0)),
+    rescale: () => update(commonOptions()),
     dispose() {
       // Parts of the view still answer to the models in this turn.
       diff.setModel(null);
       setTimeout(() => {
         diff.dispose();
         left.dispose();
+        own?.dispose();
       });
     },
   };

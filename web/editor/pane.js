@@ -2,13 +2,18 @@
 
 import { html } from 'htm/preact';
 import { useEffect } from 'preact/hooks';
+import { PlanDocument } from '../panels/chat/plandocument.js';
 import { MarkdownPreview } from '../panels/preview/markdown.js';
 import { FilePreview } from '../panels/preview/preview.js';
-import { openTab } from '../stores/tabs.js';
+import { isDiff } from '../stores/gitdiffs.js';
+import { Breadcrumbs } from './breadcrumbs.js';
 import { CompareView } from './compareview.js';
+import { needsDocument } from './diff.js';
+import { DiffView } from './diffview.js';
 import { openDocument, retryDocument } from './documents.js';
+import { OutsideBanner } from './outsideview.js';
 import { closeOne, giveFocus } from './tabactions.js';
-import { bufferOf, documents, tabs, titleOf } from './state.js';
+import { bufferOf, documents, titleOf } from './state.js';
 import { TextView } from './textview.js';
 
 /** @param {{group: import('../stores/tabs.js').Group}} props */
@@ -17,11 +22,12 @@ export function GroupBody({ group }) {
   const id = tab?.id ?? '';
   const known = documents.value.has(id);
   useEffect(() => {
-    if (tab && !known && id.includes('/')) openDocument(id);
-  }, [id, known]);
+    if (tab && !known && needsDocument(tab)) openDocument(id);
+  }, [id, tab?.kind, known]);
   const buffer = tab?.kind === 'text' ? bufferOf(id) : null;
   return html`<div class="group-body" role="tabpanel" aria-label=${tab ? titleOf(id) : 'Empty group'}>
-    ${buffer?.diskChanged.value && html`<${DiskBanner} id=${id} />`}
+    ${buffer && html`<${OutsideBanner} id=${id} buffer=${buffer} />`}
+    ${buffer && html`<${Breadcrumbs} id=${id} group=${group.id} />`}
     <${TextView} group=${group.id} id=${id} buffer=${buffer} />
     ${tab && !buffer && html`<${Other} key=${tab.key} tab=${tab} group=${group.id} />`}
     ${!tab && html`<p class="empty-group" tabindex="0">Open a file from the explorer, or drop one here.</p>`}
@@ -32,6 +38,8 @@ export function GroupBody({ group }) {
 function Other({ tab, group }) {
   const content = documents.value.get(tab.id)?.content.value ?? { kind: 'loading' };
   useEffect(() => giveFocus(group), [content.kind]);
+  if (tab.kind === 'plan') return html`<${PlanDocument} id=${tab.id} />`;
+  if (isDiff(tab.kind)) return html`<${DiffView} tab=${tab} kind=${tab.kind} group=${group} />`;
   if (content.kind === 'loading')
     return html`<p class="pane-note" role="status">Opening ${titleOf(tab.id)}…</p>`;
   if (content.kind === 'failed') return html`<${Failed} tab=${tab} group=${group} words=${content.words} />`;
@@ -46,16 +54,5 @@ function Failed({ tab, group, words }) {
     <p>Could not open ${tab.id}: ${words}</p>
     <button class="button" onClick=${() => retryDocument(tab.id)}>Try Again</button>
     <button class="button" onClick=${() => closeOne(group, tab.key)}>Close</button>
-  </div>`;
-}
-
-/** @param {{id: string}} props */
-function DiskBanner({ id }) {
-  const compare = () => {
-    tabs.value = openTab(tabs.value, { kind: 'compare', id }).state;
-  };
-  return html`<div class="disk-banner" role="status">
-    <span>${titleOf(id)} is different on disk from what these changes were made to.</span>
-    <button class="button" onClick=${compare}>Compare</button>
   </div>`;
 }

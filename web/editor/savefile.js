@@ -19,7 +19,16 @@ export function onSaved(fn) {
   savedListeners.add(fn);
 }
 
-const inTurn = serialQueue();
+/** May change a text before it is written. @type {Set<(id: string, buffer: import('./state.js').TextBuffer) => Promise<void>>} */
+const beforeListeners = new Set();
+
+/** @param {(id: string, buffer: import('./state.js').TextBuffer) => Promise<void>} fn must not reject */
+export function beforeSave(fn) {
+  beforeListeners.add(fn);
+}
+
+/** Saves and looks at the disk, which for one file must not happen at once. */
+export const inTurn = serialQueue();
 
 /**
  * Saves one document; an untitled one asks for its place.
@@ -32,6 +41,7 @@ export function saveDocument(id, options = {}) {
   return inTurn(id, async () => {
     const buffer = bufferOf(id);
     if (!buffer || buffer.readOnly) return null;
+    for (const fn of beforeListeners) await fn(id, buffer);
     if (!(await mayEncode(buffer))) return null;
     try {
       return await written(id, await saveBuffer(buffer, savePorts, options));

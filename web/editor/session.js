@@ -4,7 +4,7 @@ import { effect } from '@preact/signals';
 import { restoreTabs } from '../stores/tabs.js';
 import * as uistate from '../stores/uistate.js';
 import { closeGone } from './tabactions.js';
-import { bufferOf, isUntitled, tabs, textViews, viewKey, viewStates, wordWrap } from './state.js';
+import { bufferOf, tabs, textViews, viewKey, viewStates, wordWrap } from './state.js';
 
 const kTabsKey = 'editor.tabs';
 const kViewsKey = 'editor.views';
@@ -18,7 +18,7 @@ export function restoreSession() {
 
 /** Untitled pages whose text did not come back have nothing to show. */
 export function dropEmptyUntitled() {
-  closeGone((id) => isUntitled(id) && !bufferOf(id));
+  closeGone((id) => id.startsWith('untitled:') && !bufferOf(id));
 }
 
 export function keepSession() {

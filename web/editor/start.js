@@ -2,7 +2,6 @@
 
 import { effect } from '@preact/signals';
 import { call } from '../bridge/api.js';
-import { on, onReconnect } from '../bridge/events.js';
 import { runCommand } from '../shell/commands.js';
 import { setCenter } from '../shell/layout.js';
 import { reportError } from '../shell/toasts.js';
@@ -10,9 +9,9 @@ import { version, onOpenTargets } from '../stores/settings.js';
 import { onLeave } from '../stores/windowstate.js';
 import { EditorArea } from './area.js';
 import { registerEditorCommands } from './commands.js';
-import { checkAllDisk, distrustBases } from './documents.js';
 import { flushBackups, restoreBackups, startHotExit } from './hotexit.js';
 import { editorHost } from './lazy.js';
+import { startOutside } from './outside.js';
 import { dropEmptyUntitled, keepSession, restoreSession } from './session.js';
 import { registerEditorStatus } from './status.js';
 import { openFile } from './tabactions.js';
@@ -24,8 +23,7 @@ export function startEditor() {
   restoreSession();
   setCenter(EditorArea);
   onLeave(flushBackups);
-  on('fs.changed', distrustBases);
-  onReconnect(checkAllDisk);
+  startOutside();
   whenSnapshotIsThere(() => void finishStart());
 }
 

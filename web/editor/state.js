@@ -1,12 +1,14 @@
 // What the editor area shows, as signals: the tabs, the documents behind them, and where the cursor is.
 
 import { computed, signal } from '@preact/signals';
+import { diffRule, isDiff } from '../stores/gitdiffs.js';
 import { activeTab, allTabs, emptyTabs } from '../stores/tabs.js';
 
 /**
  * @typedef {import('../stores/buffers.js').TextBuffer} TextBuffer
  * @typedef {import('../stores/files.js').FileInfo} FileInfo
  * @typedef {import('./host.js').HostDocument} HostDocument
+ * @typedef {{nextChange: () => void, previousChange: () => void}} ChangeSteps
  *
  * What stands behind the tabs of one id. "facts" is a file that is not text.
  * @typedef {{kind: 'loading'} | {kind: 'text', buffer: TextBuffer} | {kind: 'facts', info: FileInfo}
@@ -29,6 +31,13 @@ export const frontTab = computed(() => activeTab(tabs.value));
 export const frontBuffer = computed(() => {
   const tab = frontTab.value;
   return tab?.kind === 'text' ? bufferOf(tab.id) : null;
+});
+
+/** The text that saving means: also that of a comparison whose one side is the file. */
+export const frontSavable = computed(() => {
+  const tab = frontTab.value;
+  const saves = tab && (tab.kind === 'text' || (isDiff(tab.kind) && !diffRule(tab.kind).right));
+  return saves ? bufferOf(tab.id) : null;
 });
 
 /**
@@ -58,6 +67,7 @@ export function isUntitled(id) {
  * @param {string} id
  */
 export function titleOf(id) {
+  if (id.startsWith('plan:')) return 'Plan of Claude';
   return bufferOf(id)?.name.value ?? id.slice(id.lastIndexOf('/') + 1);
 }
 
@@ -75,6 +85,20 @@ export function isShown(id) {
  */
 export const textViews = new Map();
 
+/**
+ * The comparisons by group, with the key of their tab, while they are in front.
+ * @type {Map<string, {key: string, view: import('./host.js').HostEditor, steps: ChangeSteps}>}
+ */
+export const diffViews = new Map();
+
+/**
+ * What can be typed into in a group.
+ * @param {string} group
+ */
+export function viewIn(group) {
+  return diffViews.get(group)?.view ?? textViews.get(group) ?? null;
+}
+
 /** Cursor and scroll of texts that are not in front, by group and id. @type {Map<string, unknown>} */
 export const viewStates = new Map();
 
@@ -88,7 +112,7 @@ export function viewKey(group, id) {
 
 /** The text view that has or had the focus. */
 export function activeView() {
-  return textViews.get(tabs.value.active) ?? null;
+  return viewIn(tabs.value.active);
 }
 
 /** Where the focus shall go once there is something to take it. */

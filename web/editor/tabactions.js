@@ -1,7 +1,9 @@
 // What can be done with tabs and groups. Nothing unsaved is closed without asking.
 
 import { ask } from '../shell/dialogs.js';
+import { isDiff } from '../stores/gitdiffs.js';
 import {
+  activeTab,
   closeTab,
   focusTab,
   groupOf,
@@ -18,6 +20,7 @@ import { saveDocument } from './savefile.js';
 import {
   activeView,
   bufferOf,
+  diffViews,
   isUntitled,
   tabs,
   takeFocusWish,
@@ -29,8 +32,8 @@ import {
 
 /**
  * @typedef {import('../stores/tabs.js').Tab} Tab
- * @typedef {{preview?: boolean, group?: string, index?: number, line?: number, column?: number, focus?: boolean,
- *   kind?: import('../stores/tabs.js').TabKind}} OpenOptions
+ * @typedef {{preview?: boolean, group?: string, index?: number, line?: number, column?: number, end?: {line: number, column: number},
+ *   focus?: boolean, kind?: import('../stores/tabs.js').TabKind}} OpenOptions
  */
 
 /**
@@ -39,7 +42,7 @@ import {
  */
 export async function openFile(
   path,
-  { preview = false, group, index, line, column, focus = true, kind = 'text' } = {},
+  { preview = false, group, index, line, column, end, focus = true, kind = 'text' } = {},
 ) {
   const { state, replaced } = openTab(tabs.value, { kind, id: path, preview, group, index });
   tabs.value = state;
@@ -47,21 +50,24 @@ export async function openFile(
   const shownIn = state.active;
   await openDocument(path).ready;
   if (focus) focusGroup(shownIn);
-  if (line !== undefined) revealWhenShown(shownIn, path, line, column);
+  if (line !== undefined) revealWhenShown(shownIn, path, { line, column, end });
 }
 
-/** Lines to go to in texts that are not shown yet. @type {Map<string, {line: number, column?: number}>} */
+/**
+ * Where to go in texts that are not shown yet; up to `end` the text is selected.
+ * @typedef {{line: number, column?: number, end?: {line: number, column: number}}} Goal
+ * @type {Map<string, Goal>}
+ */
 const revealWishes = new Map();
 
 /**
  * The view follows the tabs a moment later, and the first one of all only when the editor is loaded.
  * @param {string} group
  * @param {string} id
- * @param {number} line
- * @param {number} [column]
+ * @param {Goal} goal
  */
-function revealWhenShown(group, id, line, column) {
-  revealWishes.set(viewKey(group, id), { line, column });
+function revealWhenShown(group, id, goal) {
+  revealWishes.set(viewKey(group, id), goal);
   requestAnimationFrame(() => takeRevealWish(group, id));
 }
 
@@ -76,7 +82,7 @@ export function takeRevealWish(group, id) {
   const view = textViews.get(group);
   if (!wish || !buffer || !view?.shows(buffer.doc)) return;
   revealWishes.delete(viewKey(group, id));
-  view.reveal(wish.line, wish.column);
+  view.reveal(wish.line, wish.column, wish.end);
 }
 
 export async function newUntitled() {
@@ -101,14 +107,26 @@ export function focusGroup(group) {
 export function giveFocus(group) {
   const panes = /** @type {NodeListOf<HTMLElement>} */ (document.querySelectorAll('.editor-group'));
   const pane = [...panes].find((each) => each.dataset.group === group);
-  const view = textViews.get(group);
-  const text = pane?.querySelector('.text-view:not([hidden]) .view-line') ? view : undefined;
-  const other = /** @type {HTMLElement | null | undefined} */ (
-    pane?.querySelector('.text-view[hidden] ~ * [tabindex="0"], .text-view[hidden] ~ [tabindex="0"]')
-  );
-  if ((!text && !other) || !takeFocusWish(group)) return;
-  if (text) text.focus();
-  else other?.focus();
+  const target = pane && focusTarget(pane, group);
+  if (target && takeFocusWish(group)) target.focus();
+}
+
+/**
+ * @param {HTMLElement} pane
+ * @param {string} group
+ * @returns {{focus: () => void} | null | undefined}
+ */
+function focusTarget(pane, group) {
+  const front = activeTab(tabs.value, group);
+  if (isDiff(front?.kind)) {
+    const compared = diffViews.get(group);
+    // The one of the tab before may not be gone yet.
+    if (compared?.key === front?.key) return compared?.view;
+    return /** @type {HTMLElement | null} */ (pane.querySelector('.diff [role="alert"]'));
+  }
+  if (pane.querySelector('.text-view:not([hidden]) .view-line')) return textViews.get(group);
+  const other = '.text-view[hidden] ~ * [tabindex="0"], .text-view[hidden] ~ [tabindex="0"]';
+  return /** @type {HTMLElement | null} */ (pane.querySelector(other));
 }
 
 /**

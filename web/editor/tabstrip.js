@@ -6,6 +6,8 @@ import { signal } from '@preact/signals';
 import { keyFor } from '../shell/commands.js';
 import { icon } from '../shell/icons.js';
 import { showMenu } from '../shell/menus.js';
+import { diffRule, isDiff } from '../stores/gitdiffs.js';
+import { isOutside } from '../stores/gitstatus.js';
 import { tabHints } from '../stores/paths.js';
 import { allTabs } from '../stores/tabs.js';
 import { closeOne, focusGroup, keep, move, showTab } from './tabactions.js';
@@ -22,7 +24,12 @@ import { bufferOf, isUntitled, tabs, titleOf } from './state.js';
  */
 const dragged = signal(null);
 
-const kKindPrefix = { text: '', markdown: 'Preview of ', compare: 'Compare ' };
+const kKindPrefix = { text: '', markdown: 'Preview of ', compare: 'Compare ', plan: '' };
+
+/** @param {Tab} tab */
+function tabTitle({ kind, id }) {
+  return isDiff(kind) ? titleOf(id) + diffRule(kind).suffix : kKindPrefix[kind] + titleOf(id);
+}
 
 /** @param {{group: Group}} props */
 export function TabStrip({ group }) {
@@ -98,11 +105,12 @@ function TabItem({ tab, group, index, hint }) {
   const front = tab.key === group.active;
   const buffer = bufferOf(tab.id);
   const dirty = buffer?.dirty.value ?? false;
-  const title = kKindPrefix[tab.kind] + titleOf(tab.id);
+  const title = tabTitle(tab);
   const state = [
     dirty && 'unsaved',
     buffer?.readOnly && 'read-only',
     buffer?.diskChanged.value && 'changed on disk',
+    buffer?.gone.value && 'deleted on disk',
   ]
     .filter(Boolean)
     .join(', ');
@@ -113,7 +121,7 @@ function TabItem({ tab, group, index, hint }) {
     void showMenu({ x: event.clientX, y: event.clientY, label: 'Tab', items: tabMenu(tab) });
   };
   return html`<div
-    class=${`tab ${front ? 'front' : ''} ${tab.preview ? 'preview' : ''} ${dirty ? 'dirty' : ''}`}
+    class=${`tab ${front ? 'front' : ''} ${tab.preview ? 'preview' : ''} ${dirty ? 'dirty' : ''} ${buffer?.gone.value ? 'gone' : ''}`}
     role="tab"
     draggable="true"
     tabindex=${front ? 0 : -1}
@@ -162,7 +170,7 @@ function TabItem({ tab, group, index, hint }) {
  * @returns {import('../shell/menus.js').MenuItem[]}
  */
 function tabMenu(tab) {
-  const isFile = !isUntitled(tab.id);
+  const isFile = !isUntitled(tab.id) && !isOutside(tab.id);
   return [
     { command: 'file.close' },
     { command: 'file.closeOthers' },

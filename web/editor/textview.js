@@ -4,7 +4,9 @@ import { html } from 'htm/preact';
 import { useEffect, useRef } from 'preact/hooks';
 import { effect } from '@preact/signals';
 import { zoom } from '../look/zoom.js';
+import { commandById } from '../shell/commands.js';
 import { showMenu } from '../shell/menus.js';
+import { peekAt } from './changepeek.js';
 import { editorHost } from './lazy.js';
 import { keepViews } from './session.js';
 import { giveFocus, keep, takeRevealWish } from './tabactions.js';
@@ -29,6 +31,23 @@ const kMenu = [
   'view.markdownPreview',
   'editor.language',
 ];
+
+/** What a language server offers for the text. */
+const kLanguageMenu = [
+  'editor.definition',
+  'editor.references',
+  'editor.rename',
+  'editor.quickFix',
+  'editor.format',
+];
+
+/** Of a text with changes, or in a repository; left out where they mean nothing. */
+const kChangeMenu = ['changes.peek', 'changes.revert', 'scm.compareStaged'];
+
+function textMenu() {
+  const usable = (/** @type {string[]} */ ids) => ids.filter((id) => commandById(id)?.when?.());
+  return [...kMenu, '', ...usable(kLanguageMenu), '', ...usable(kChangeMenu)].map(menuItem);
+}
 
 /**
  * @param {string} command
@@ -98,7 +117,12 @@ function makeView(host, place, group) {
   made.onFocus(() => {
     if (tabs.value.active !== group) tabs.value = { ...tabs.value, active: group };
   });
-  made.onMenu((x, y) => void showMenu({ x, y, label: 'Text', items: kMenu.map(menuItem) }));
+  made.onMenu((x, y) => void showMenu({ x, y, label: 'Text', items: textMenu() }));
+  made.onMark((line) => {
+    if (tabs.value.active !== group) tabs.value = { ...tabs.value, active: group };
+    // After the press has given the focus to the text.
+    requestAnimationFrame(() => peekAt(line));
+  });
   place.addEventListener('focusout', () => keepViews());
   const stopZoom = zoom.subscribe(() => requestAnimationFrame(() => made.rescale()));
   const dispose = made.dispose;

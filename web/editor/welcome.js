@@ -4,7 +4,7 @@ import { html } from 'htm/preact';
 import { commandById, keyFor, runCommand } from '../shell/commands.js';
 import { roots } from '../stores/settings.js';
 
-const kSteps = ['explorer.addFolder', 'file.new', 'explorer.focus', 'palette.show', 'file.reopenClosed'];
+const kSteps = ['explorer.addFolder', 'go.file', 'file.new', 'explorer.focus', 'palette.show', 'file.reopenClosed'];
 
 export function Welcome() {
   const steps = kSteps.filter((id) => commandById(id));

@@ -13,16 +13,29 @@ import { fuzzy } from './fuzzy.js';
  * @property {string} [keys] as shown
  * @property {string} [icon]
  * @property {string} [group] a heading above the first item of each group, while nothing is typed
+ * @property {boolean} [beside] of the chosen one: it was taken with Ctrl, for a place of its own
+ *
+ * Items that are looked for while one types, instead of narrowed here.
+ * @typedef {object} LiveItems
+ * @property {import('@preact/signals').ReadonlySignal<PickRow[]>} rows the best first
+ * @property {import('@preact/signals').ReadonlySignal<string>} note a line below the list: what is not in it
+ * @property {import('@preact/signals').ReadonlySignal<string>} [empty] instead of the request's own, where that changes
+ * @property {(query: string) => Promise<unknown>} ask is told each text that is typed, and the one at first;
+ *   resolves when the rows answer to it
+ *
+ * @typedef {{item: PickItem, at: number[], descriptionAt?: number[]}} PickRow with the letters that fit
  *
  * @typedef {object} PickRequest
  * @property {string} title its name for screen readers
  * @property {string} placeholder
  * @property {PickItem[]} items
+ * @property {LiveItems} [live] instead of `items`
+ * @property {string} [query] what stands in the field at first
  * @property {string} [active] the id that is lit at first
  * @property {string} [empty] what to say when nothing matches
  * @property {(item: PickItem | null) => void} [onActive] while moving, for a preview
  *
- * @typedef {PickRequest & {close: (item: PickItem | null) => void}} OpenPick
+ * @typedef {PickRequest & {close: (item: PickItem | null, beside?: boolean) => void}} OpenPick
  */
 
 /** @type {import('@preact/signals').Signal<OpenPick | null>} */
@@ -38,10 +51,10 @@ export function pick(request) {
   return new Promise((resolve) => {
     openPick.value = {
       ...request,
-      close: (item) => {
+      close: (item, beside = false) => {
         openPick.value = null;
         giveBack();
-        resolve(item);
+        resolve(item && beside ? { ...item, beside } : item);
       },
     };
   });
@@ -51,7 +64,7 @@ export function pick(request) {
  * The items that match, the best first; all of them, in their order, when nothing is typed.
  * @param {PickItem[]} items
  * @param {string} query
- * @returns {{item: PickItem, at: number[]}[]}
+ * @returns {PickRow[]}
  */
 export function narrow(items, query) {
   if (!query.trim()) return items.map((item) => ({ item, at: [] }));

@@ -27,40 +27,63 @@ export function PickLayer() {
 
 /** @param {{request: import('./quickpick.js').OpenPick}} props */
 function Pick({ request }) {
-  const { title, placeholder, items, active, empty = 'Nothing matches', close, onActive } = request;
+  const {
+    title,
+    placeholder,
+    items,
+    live,
+    active = '',
+    empty = 'Nothing matches',
+    close,
+    onActive,
+  } = request;
   const field = useRef(/** @type {HTMLInputElement | null} */ (null));
   const list = useRef(/** @type {HTMLElement | null} */ (null));
-  const [query, setQuery] = useState('');
-  const rows = narrow(items, query).slice(0, DRAWN);
-  const [at, setAt] = useState(
-    Math.max(
-      0,
-      items.findIndex(({ id }) => id === active),
-    ),
+  const answered = useRef(/** @type {Promise<unknown>} */ (Promise.resolve()));
+  const [query, setQuery] = useState(request.query ?? '');
+  const rows = (live ? live.rows.value : narrow(items, query)).slice(0, DRAWN);
+  // By its id: rows that are still looked for may come in above it.
+  const [lit, setLit] = useState(active);
+  const at = Math.max(
+    0,
+    rows.findIndex(({ item }) => item.id === lit),
   );
 
-  useLayoutEffect(() => field.current?.focus(), []);
+  useLayoutEffect(() => {
+    field.current?.focus();
+    if (live) answered.current = live.ask(query);
+  }, []);
   useLayoutEffect(() => {
     list.current?.querySelector('[aria-selected="true"]')?.scrollIntoView({ block: 'nearest' });
-  }, [at, query]);
+  }, [at, query, rows.length]);
 
   /** @param {number} index @param {typeof rows} [among] */
   const go = (index, among = rows) => {
-    setAt(index);
+    setLit(among[index]?.item.id ?? '');
     onActive?.(among[index]?.item ?? null);
   };
   /** @param {Event} event */
   const onInput = (event) => {
     const text = /** @type {HTMLInputElement} */ (event.target).value;
     setQuery(text);
-    go(0, narrow(items, text));
+    if (!live) return go(0, narrow(items, text));
+    setLit('');
+    answered.current = live.ask(text);
+  };
+  /** Enter right behind a letter means what that letter finds. @param {boolean} beside */
+  const take = async (beside) => {
+    if (!live || lit) return rows[at] && close(rows[at].item, beside);
+    const asked = answered.current;
+    await asked;
+    const first = live.rows.value[0];
+    if (first && asked === answered.current && openPick.value === request) close(first.item, beside);
   };
   /** @param {KeyboardEvent} event */
   const onKeyDown = (event) => {
     if (event.isComposing) return;
     const last = rows.length - 1;
     if (event.key === 'Escape' || event.key === 'Tab') close(null);
-    else if (event.key === 'Enter') rows[at] && close(rows[at].item);
+    else if (event.key === 'Enter') void take(event.ctrlKey);
     else if (event.key === 'ArrowDown') rows.length && go(ring(at, 1, rows.length));
     else if (event.key === 'ArrowUp') rows.length && go(ring(at, -1, rows.length));
     else if (event.key === 'PageDown') go(Math.max(0, Math.min(last, at + PAGE)));
@@ -89,7 +112,7 @@ function Pick({ request }) {
       />
       <div class="pick-list" id="pick-list" role="listbox" aria-label=${title} ref=${list}>
         ${rows.map((row, i) => {
-          const heading = query ? undefined : headingBefore(rows, i);
+          const heading = query && !live ? undefined : headingBefore(rows, i);
           return html`
             ${heading && html`<div class="pick-group" role="presentation">${heading}</div>`}
             <${PickRow}
@@ -102,7 +125,8 @@ function Pick({ request }) {
           `;
         })}
       </div>
-      ${rows.length === 0 && html`<p class="pick-empty">${empty}</p>`}
+      ${rows.length === 0 && html`<p class="pick-empty">${live?.empty?.value ?? empty}</p>`}
+      ${live?.note.value && html`<p class="pick-note" role="status">${live.note.value}</p>`}
       <p class="unseen" role="status">${query ? `${rows.length} matches` : ''}</p>
     </div>
   `;
@@ -111,11 +135,11 @@ function Pick({ request }) {
 /**
  * @param {object} props
  * @param {number} props.index
- * @param {{item: import('./quickpick.js').PickItem, at: number[]}} props.row
+ * @param {import('./quickpick.js').PickRow} props.row
  * @param {boolean} props.selected
  * @param {() => void} props.take
  */
-function PickRow({ index, row: { item, at }, selected, take }) {
+function PickRow({ index, row: { item, at, descriptionAt = [] }, selected, take }) {
   return html`
     <div
       class="pick-row"
@@ -126,7 +150,7 @@ function PickRow({ index, row: { item, at }, selected, take }) {
     >
       ${item.icon && icon(item.icon)}
       <span class="pick-label">${marked(item.label, at)}</span>
-      ${item.description && html`<span class="pick-description">${item.description}</span>`}
+      ${item.description && html`<span class="pick-description">${marked(item.description, descriptionAt)}</span>`}
       ${item.keys && html`<kbd class="menu-keys">${item.keys}</kbd>`}
     </div>
   `;

@@ -66,7 +66,7 @@ function Header() {
   const title = names.length ? names.join(', ') : 'Marlin Bench';
   const open = layout.value;
   return html`
-    <header class="header" data-part="header">
+    <header class="window-header" data-part="header">
       <h1 class="unseen">Marlin Bench</h1>
       <${MenuBar} />
       <button

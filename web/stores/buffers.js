@@ -54,6 +54,8 @@ export class TextBuffer {
     this.encodingAgreed = encoding !== 'windows1252';
     /** A change on disk that the user has not decided about yet. */
     this.diskChanged = signal(false);
+    /** The file was deleted, and the text is all that is left of it. */
+    this.gone = signal(false);
     /** @type {Set<() => void>} */
     this.listeners = new Set();
     this.history = ends === null ? null : new EndsHistory(ends, doc.version());
@@ -81,6 +83,7 @@ export class TextBuffer {
   /** Says that `state` is what the disk holds; keys typed since then stay unsaved. */
   markSaved(state = this.state()) {
     this.savedState = stateKey(state);
+    this.gone.value = false;
     this.refresh();
   }
 

@@ -2,6 +2,7 @@
 // what is being typed right now, for the list of proposals.
 
 import { absolutePath, rootOf } from './paths.js';
+import { findFiles } from './quickopen.js';
 
 /** @typedef {import('./paths.js').Root} Root */
 /** @typedef {{kind: 'file' | 'command', query: string, from: number, to: number}} Typed */
@@ -44,6 +45,15 @@ export function typedAt(text, caret) {
 }
 
 /**
+ * Files of the workspace that a mention may mean, the best first.
+ * @param {string} query
+ * @param {AbortSignal} signal
+ */
+export async function mentionable(query, signal) {
+  return (await findFiles(query, signal)).files.map(({ path }) => path);
+}
+
+/**
  * The text with a piece of it replaced, and where the caret stands then. A blank follows, so that typing
  * can go on.
  * @param {string} text
@@ -59,16 +69,14 @@ export function inserted(text, { from, to }, words) {
 }
 
 /**
- * The lines of the first selection in what a text view gives to keep its place; null without a selection.
- * @param {any} viewState
+ * The lines that are selected; null without a selection.
+ * @param {{line: number, column: number, endLine: number, endColumn: number} | null} selection
  * @returns {{from: number, to: number} | null}
  */
-export function selectedLines(viewState) {
-  const { selectionStart, position } = viewState?.cursorState?.[0] ?? {};
-  const ends = [selectionStart, position].map((end) => [Number(end?.lineNumber), Number(end?.column)]);
-  if (ends.flat().some((number) => !Number.isInteger(number))) return null;
-  const [[fromLine, fromColumn], [toLine, toColumn]] = ends.sort((a, b) => a[0] - b[0] || a[1] - b[1]);
-  if (fromLine === toLine && fromColumn === toColumn) return null;
+export function selectedLines(selection) {
+  if (!selection) return null;
+  const { line, column, endLine, endColumn } = selection;
+  if (line === endLine && column === endColumn) return null;
   // A selection that ends before the first character of a line does not hold that line.
-  return { from: fromLine, to: toColumn === 1 && toLine > fromLine ? toLine - 1 : toLine };
+  return { from: line, to: endColumn === 1 && endLine > line ? endLine - 1 : endLine };
 }

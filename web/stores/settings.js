@@ -16,6 +16,11 @@ import { on, onReconnect } from '../bridge/events.js';
  */
 export const config = signal({});
 export const version = signal('');
+/**
+ * The last snapshot as it came, for those who read another part of it.
+ * @type {import('@preact/signals').Signal<Record<string, any>>}
+ */
+export const snapshot = signal({});
 
 /**
  * The folders of the workspace, in the order they were added.
@@ -34,6 +39,7 @@ let waiting = [];
  */
 export async function loadSnapshot() {
   const state = await get('state');
+  snapshot.value = state;
   applyConfig(state.config);
   version.value = state.version ?? '';
   deliver(state.pendingOpen);

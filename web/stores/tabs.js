@@ -1,8 +1,10 @@
 // The editor area as data: groups of tabs and how they lie beside each other. Every function takes a state
 // and gives a new one, so a layout can be compared, kept and tested without a page.
 
+import { isDiff } from './gitdiffs.js';
+
 /**
- * @typedef {'text' | 'markdown' | 'compare'} TabKind
+ * @typedef {'text' | 'markdown' | 'compare' | 'plan' | import('./gitdiffs.js').DiffKind} TabKind
  * @typedef {object} Tab
  * @property {string} key kind and id, unique in its group
  * @property {TabKind} kind
@@ -64,6 +66,14 @@ export function groupOf(state, id = state.active) {
 export function activeTab(state, group = state.active) {
   const found = groupOf(state, group);
   return found.tabs.find((tab) => tab.key === found.active) ?? null;
+}
+
+/**
+ * The id under which a plan is shown. Like an untitled page's it has no slash, so it is no file's.
+ * @param {string} question the id of the question that the plan waits in
+ */
+export function planTabId(question) {
+  return `plan:${encodeURIComponent(question)}`;
 }
 
 /** @param {Tabs} state */
@@ -178,7 +188,7 @@ export function closeTab(state, groupId, key) {
  * @param {ClosedTab} tab
  */
 function remembered(closed, tab) {
-  if (tab.kind === 'compare') return closed;
+  if (tab.kind === 'compare' || tab.kind === 'plan') return closed;
   const others = closed.filter((each) => each.kind !== tab.kind || each.id !== tab.id);
   return [...others, tab].slice(-kClosedKept);
 }
@@ -409,7 +419,7 @@ function restoreGroup(kept) {
   const group = newGroup(kept.id);
   for (const { kind, id, preview } of list(kept.tabs)) {
     const key = tabKey(kind, id);
-    const known = kind === 'text' || kind === 'markdown';
+    const known = kind === 'text' || kind === 'markdown' || kind === 'plan' || isDiff(kind);
     if (!known || typeof id !== 'string' || group.tabs.some((tab) => tab.key === key)) continue;
     group.tabs.push({ key, kind, id, preview: preview === true });
   }

@@ -4,18 +4,8 @@ import { readFile, readdir } from 'node:fs/promises';
 import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 import { installClaude, introduces, out, until } from '../support/chatclaude.mjs';
-import {
-  asks,
-  begin,
-  block,
-  calls,
-  cancels,
-  init,
-  result,
-  says,
-  textDelta,
-  toolResult,
-} from '../support/chatlines.mjs';
+import { begin, block, calls, init, result, says, textDelta, toolResult } from '../support/chatlines.mjs';
+import { chatSteps } from '../support/chatsteps.mjs';
 import { axeFindings, startEditor } from '../support/editor.mjs';
 import { onePixelPng } from '../support/samples.mjs';
 import { freshPage, openFromTree, settled } from '../support/steps.mjs';
@@ -23,11 +13,13 @@ import { freshPage, openFromTree, settled } from '../support/steps.mjs';
 let editor;
 let claude;
 let page;
+let steps;
 
 before(async () => {
   editor = await startEditor({ files: { 'a.txt': 'one\ntwo\nthree\n', 'my file.txt': 'x\n' } });
   claude = await installClaude(editor);
   page = await freshPage(editor);
+  steps = chatSteps(page, claude);
 });
 after(async () => {
   await page?.done();
@@ -37,42 +29,8 @@ afterEach(async () => {
   assert.deepEqual(page.complaints, []);
 });
 
-const field = () => page.getByRole('textbox', { name: 'Message to Claude' });
-const card = () => page.locator('.chat-question');
-const ended = (count = 1) =>
-  page.waitForFunction((n) => document.querySelectorAll('.chat-result').length >= n, count);
-
-/** A new conversation whose CLI plays a script, with a first message. */
-async function talk(script, words = 'hello') {
-  await claude.play(...introduces(), 'expect "user"', ...script);
-  await anew();
-  await send(words);
-}
-
-async function anew() {
-  if (!(await field().isVisible())) await page.keyboard.press('Control+Alt+C');
-  await page.getByRole('button', { name: 'New Conversation' }).click();
-  const stop = page.getByRole('button', { name: 'Stop and go on' });
-  await page.locator('.chat-welcome').or(stop).first().waitFor();
-  if (await stop.isVisible()) await stop.click();
-  await page.locator('.chat-welcome').waitFor();
-}
-
-async function send(words) {
-  await field().fill(words);
-  await field().press('Enter');
-}
-
-/** What the CLI got as an answer to a question. */
-const answerTo = (id) =>
-  until(
-    async () =>
-      (await claude.stdin()).find(
-        ({ type, response }) => type === 'control_response' && response.request_id === id,
-      )?.response.response,
-  );
-
 test('chat: its key opens the panel with the keys in it, and it says who is signed in', async () => {
+  const { field } = steps;
   await page.keyboard.press('Control+Alt+C');
   await field().waitFor();
   await page.waitForFunction(() => document.activeElement?.matches('.chat-field'));
@@ -82,6 +40,7 @@ test('chat: its key opens the panel with the keys in it, and it says who is sign
 });
 
 test('chat: an answer grows, settles, and is Markdown that can do no harm', async () => {
+  const { talk } = steps;
   const calls = [];
   page.on('request', (request) => calls.push(request.url()));
   const words = 'Hello **you** <b>raw</b> ![p](https://example.invalid/p.png) [js](javascript:alert(1))';
@@ -110,6 +69,7 @@ test('chat: an answer grows, settles, and is Markdown that can do no harm', asyn
 });
 
 test('chat: calls are cards: a command with its output, a change as lines, the rest as data', async () => {
+  const { talk, ended } = steps;
   const path = join(editor.project, 'a.txt');
   await talk([
     out(init()),
@@ -137,6 +97,7 @@ test('chat: calls are cards: a command with its output, a change as lines, the r
 });
 
 test('chat: lines that nobody knows break nothing and are in the log', async () => {
+  const { talk, ended } = steps;
   await talk([
     out(init()),
     out('{"type":"from_tomorrow","fish":17}'),
@@ -153,186 +114,8 @@ test('chat: lines that nobody knows break nothing and are in the log', async () 
   await page.getByRole('button', { name: /a line that is not JSON/ }).waitFor();
 });
 
-test('chat: a question takes no focus; Enter on its card allows, with the very input', async () => {
-  const input = { command: 'make "all"', description: 'Build', timeout: 5 };
-  await talk([out(init()), out(asks('q1', 'Bash', input)), 'expect control_response', out(result())]);
-  await card().waitFor();
-  assert.ok(
-    await page.evaluate(() => document.activeElement?.matches('.chat-field')),
-    'the field kept the focus',
-  );
-  await page.keyboard.type('half a thought');
-  assert.equal(await card().locator('.chat-command').innerText(), 'make "all"');
-  assert.equal(await card().getByRole('button', { name: 'Always' }).count(), 0, 'nothing was proposed');
-  await page
-    .locator('[role="status"]', { hasText: 'Claude asks whether it may use Bash' })
-    .waitFor({ state: 'attached' });
-  assert.deepEqual(await axeFindings(page), []);
-  await page.keyboard.press('Control+Alt+Q');
-  await page.waitForFunction(() => document.activeElement?.matches('.chat-question'));
-  await page.keyboard.press('Enter');
-  assert.deepEqual(await answerTo('q1'), { behavior: 'allow', updatedInput: input });
-  await card().waitFor({ state: 'detached' });
-  await page.waitForFunction(() => document.activeElement?.matches('.chat-field'));
-  assert.equal(await field().inputValue(), 'half a thought');
-  await ended();
-  await field().fill('');
-});
-
-test('chat: always, no with a reason, no and stop, Escape', async () => {
-  const suggestions = [
-    {
-      type: 'addRules',
-      rules: [{ toolName: 'Bash', ruleContent: 'make:*' }],
-      behavior: 'allow',
-      destination: 'localSettings',
-    },
-  ];
-  const ask = (id, more) => [out(asks(id, 'Bash', { command: id }, more)), 'expect control_response'];
-  await talk([
-    out(init()),
-    ...ask('q1', { permission_suggestions: suggestions }),
-    ...ask('q2'),
-    ...ask('q3'),
-    ...ask('q4'),
-    out(result()),
-  ]);
-  await card().getByText('Always: allow Bash(make:*) in this project, for you').waitFor();
-  await card().getByRole('button', { name: 'Always' }).click();
-  assert.deepEqual((await answerTo('q1')).updatedPermissions, suggestions);
-  await page.locator('[data-question="q2"]').getByRole('button', { name: 'No', exact: true }).click();
-  await page.keyboard.type('use ninja instead');
-  await page.keyboard.press('Enter');
-  assert.deepEqual(await answerTo('q2'), { behavior: 'deny', message: 'use ninja instead' });
-  await page.getByText('You declined Bash: use ninja instead').waitFor();
-  await page.locator('[data-question="q3"]').getByRole('button', { name: 'No and stop' }).click();
-  assert.deepEqual(await answerTo('q3'), {
-    behavior: 'deny',
-    message: 'The user declined this.',
-    interrupt: true,
-  });
-  await page.locator('[data-question="q4"]').focus();
-  await page.keyboard.press('Escape');
-  assert.equal((await answerTo('q4')).behavior, 'deny');
-  await ended();
-});
-
-test('chat: a question outlives a reload, and goes when it is cancelled or the CLI ends', async () => {
-  await talk([
-    out(init()),
-    out(says('some words')),
-    out(asks('q1', 'Bash', { command: 'one' })),
-    out(asks('q2', 'Bash', { command: 'two' })),
-    claude.gate('cancel'),
-    out(cancels('q1')),
-    claude.gate('crash'),
-    'err out of memory\\n',
-    'kill 9',
-  ]);
-  await page.locator('[data-question="q2"]').waitFor();
-  await page.waitForFunction(() => sessionStorage.getItem('marlin-chat-lines:0')?.includes('some words'));
-  await page.reload();
-  await page.locator('[data-question="q1"]').waitFor();
-  await page.locator('.chat-item.text', { hasText: 'some words' }).waitFor();
-  await page.locator('.chat-user', { hasText: 'hello' }).waitFor();
-  // What comes before the link is there comes to nobody.
-  await page.waitForFunction(async () => (await import('/bridge/events.js')).linkState.value === 'open');
-  await claude.allow('cancel');
-  await page.locator('[data-question="q1"]').waitFor({ state: 'detached' });
-  assert.equal(await page.locator('[data-question="q2"]').count(), 1);
-  await claude.allow('crash');
-  await card().waitFor({ state: 'detached' });
-  await page.getByText('Claude ended with code 137.').waitFor();
-  await page.getByRole('button', { name: 'Show Standard Error' }).click();
-  await page.locator('.chat-drawer').getByText('out of memory').waitFor();
-  await page.locator('.chat-drawer').getByRole('button', { name: 'Close' }).click();
-});
-
-test('chat: a question is told of while the panel is closed', async () => {
-  await talk([
-    out(init()),
-    claude.gate('ask'),
-    out(asks('q1', 'Bash', { command: 'ls' })),
-    'expect control_response',
-    out(result()),
-  ]);
-  await page.keyboard.press('Control+Alt+B');
-  await field().waitFor({ state: 'detached' });
-  await claude.allow('ask');
-  await page
-    .locator('[role="status"]', { hasText: 'Claude asks whether it may use Bash' })
-    .waitFor({ state: 'attached' });
-  await page.getByRole('button', { name: 'Claude asks' }).click();
-  await page.waitForFunction(() => document.activeElement?.matches('.chat-question'));
-  await page.keyboard.press('Escape');
-  assert.equal((await answerTo('q1')).behavior, 'deny');
-  await ended();
-});
-
-test('chat: a plan is commented on and sent back, then approved into a mode', async () => {
-  const plan = '# Plan\n\nFirst this.\n\nThen that.';
-  await talk([
-    out(init()),
-    out(asks('p1', 'ExitPlanMode', { plan })),
-    'expect control_response',
-    out(asks('p2', 'ExitPlanMode', { plan })),
-    'expect control_response',
-    out(result()),
-  ]);
-  await card().getByText('Then that.').waitFor();
-  await card().getByRole('button', { name: 'Comment on this part' }).nth(1).click();
-  await card().getByRole('textbox', { name: 'Comment on: First this.' }).fill('Why first?');
-  assert.deepEqual(await axeFindings(page), []);
-  await card().getByRole('button', { name: 'Send back with comments' }).click();
-  assert.equal((await answerTo('p1')).message, 'Please revise the plan:\n\n> First this.\n\nWhy first?');
-  await page.locator('[data-question="p2"] select').selectOption('default');
-  await card().getByRole('button', { name: 'Approve' }).click();
-  assert.deepEqual(await answerTo('p2'), {
-    behavior: 'allow',
-    updatedInput: { plan },
-    updatedPermissions: [{ type: 'setMode', mode: 'default', destination: 'session' }],
-  });
-  await ended();
-});
-
-test('chat: a structured question is answered beside what was asked', async () => {
-  const input = {
-    questions: [
-      {
-        question: 'Which way?',
-        header: 'Way',
-        multiSelect: false,
-        options: [{ label: 'Left', description: 'shorter' }, { label: 'Right' }],
-      },
-      {
-        question: 'With what?',
-        header: 'Tools',
-        multiSelect: true,
-        options: [{ label: 'Axe' }, { label: 'Rope' }, { label: 'Lamp' }],
-      },
-    ],
-  };
-  await talk([
-    out(init()),
-    out(asks('c1', 'AskUserQuestion', input)),
-    'expect control_response',
-    out(result()),
-  ]);
-  const answer = card().getByRole('button', { name: 'Answer', exact: true });
-  assert.equal(await answer.isDisabled(), true);
-  await card().getByRole('radio', { name: 'Left' }).check();
-  await card().getByRole('checkbox', { name: 'Axe' }).check();
-  await card().getByRole('checkbox', { name: 'Lamp' }).check();
-  assert.deepEqual(await axeFindings(page), []);
-  await answer.click();
-  assert.deepEqual((await answerTo('c1')).updatedInput, {
-    ...input,
-    answers: { 'Which way?': 'Left', 'With what?': 'Axe, Lamp' },
-  });
-  await ended();
-});
-
 test('chat: messages wait in line, can be changed, and one of them can jump it', async () => {
+  const { talk, send, ended } = steps;
   await talk(
     [
       out(init()),
@@ -367,6 +150,7 @@ test('chat: messages wait in line, can be changed, and one of them can jump it',
 });
 
 test('chat: the mode changes while it runs, and effort starts it again in the same conversation', async () => {
+  const { talk, ended } = steps;
   const agree =
     'out {"type":"control_response","response":{"subtype":"success","request_id":"${id}","response":{}}}';
   await talk([
@@ -399,6 +183,7 @@ test('chat: the mode changes while it runs, and effort starts it again in the sa
 });
 
 test('chat: several lines, earlier messages, mentions and commands in the field', async () => {
+  const { anew, send, field, ended } = steps;
   await openFromTree(page, 'proj/a.txt');
   await claude.play(
     ...introduces({ commands: [{ name: 'compact', description: 'Sum up' }, { name: 'review' }] }),
@@ -440,6 +225,7 @@ test('chat: several lines, earlier messages, mentions and commands in the field'
 });
 
 test('chat: pictures go along by paste and drop, others are refused', async () => {
+  const { anew, send, field, ended } = steps;
   await claude.play(...introduces(), 'expect "user"', out(init()), out(result()));
   await anew();
   const png = onePixelPng().toString('base64');
@@ -474,6 +260,7 @@ test('chat: pictures go along by paste and drop, others are refused', async () =
 });
 
 test('chat: what the desktop drops on the field is mentioned, and opens nothing', async () => {
+  const { field } = steps;
   const before = await page.locator('.tab').count();
   const { x, y } = await field().boundingBox();
   const dropped = {
@@ -494,6 +281,7 @@ test('chat: what the desktop drops on the field is mentioned, and opens nothing'
 });
 
 test('chat: a conversation is kept in the project, renamed, resumed with its words, and forked', async () => {
+  const { talk, anew, send, field, ended } = steps;
   await talk(
     [out(init({ session_id: 'session-keep' })), out(says('remember the marlin')), out(result())],
     'Name the fish',
@@ -541,6 +329,7 @@ test('chat: a conversation is kept in the project, renamed, resumed with its wor
 });
 
 test('chat: stopping ends the CLI, and the next message goes on in the same conversation', async () => {
+  const { talk, send, ended } = steps;
   await talk([out(init({ session_id: 'session-stop' })), out(says('hi')), out(result())]);
   await ended();
   await page.getByRole('button', { name: 'Stop Claude' }).click();
@@ -554,6 +343,7 @@ test('chat: stopping ends the CLI, and the next message goes on in the same conv
 });
 
 test('chat: a long conversation stays quick: only the end is drawn again', async () => {
+  const { talk, ended } = steps;
   const lines = Array.from({ length: 300 }, (_, i) =>
     out(says(`Paragraph ${i} with **bold** and \`code\`.`, { id: `m${i}` })),
   );
@@ -584,6 +374,7 @@ test('chat: a long conversation stays quick: only the end is drawn again', async
 });
 
 test('chat: without a CLI, and signed out, it says what to do', async () => {
+  const { anew } = steps;
   await claude.signIn({ loggedIn: false });
   await anew();
   await page.reload();

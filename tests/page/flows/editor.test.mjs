@@ -347,7 +347,7 @@ test('editor: tabs, groups and the cursor come back as they were left', async ()
 test('editor: after a gap in the link, clean texts follow the disk and changed ones say so', async () => {
   const page = await pageWith('deep/a.txt');
   const path = join(editor.project, 'deep/a.txt');
-  const check = () => page.evaluate(async () => (await import('/editor/documents.js')).checkAllDisk());
+  const check = () => page.evaluate(async () => (await import('/editor/outside.js')).checkAllDisk());
   writeFileSync(path, 'from outside\n');
   await check();
   await page.waitForFunction(() => document.querySelector('.view-line')?.textContent?.includes('outside'));

@@ -87,7 +87,11 @@ test('recovery: a saved or closed text leaves nothing behind, in the Trash neith
     await page.getByRole('button', { name: 'Close without Saving' }).click();
     await within(2000, () => backups(editor) === '');
     assert.ok(!existsSync(join(editor.home, '.local/share/Trash')));
-    await within(1000, () => !uiState(editor).includes('proj/a.txt'));
+    // Among the files that quick open names it stays; the tab is forgotten.
+    await within(1000, () => {
+      const left = uiState(editor).replace(/"quickopen\.recent":\[[^\]]*\]/, '');
+      return left !== '' && !left.includes('proj/a.txt');
+    });
     await page.reload();
     await page.waitForSelector('.welcome');
     assert.equal(await page.locator('.tab').count(), 0);
@@ -113,9 +117,8 @@ test('recovery: where the file changed meanwhile, both texts are kept and compar
     page = await openPage(editor);
     await page.waitForSelector('.disk-banner');
     await page.getByRole('button', { name: 'Compare', exact: true }).click();
-    await page.waitForSelector('.compare .original .view-line');
-    assert.match(await page.locator('.compare .original .view-lines').innerText(), /changed/);
-    assert.match(await page.locator('.compare .modified .view-lines').innerText(), /mine/);
+    await page.locator('.compare .original .view-lines', { hasText: 'changed' }).waitFor();
+    await page.locator('.compare .modified .view-lines', { hasText: 'mine' }).waitFor();
     assert.equal(readFileSync(join(editor.project, 'a.txt'), 'utf8'), 'changed by somebody else\n');
     await page.getByRole('button', { name: 'Overwrite the File' }).click();
     await page.waitForSelector('.tab.front:not(.dirty)');

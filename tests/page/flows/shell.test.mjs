@@ -171,7 +171,7 @@ test('shell: a text field has a menu by keyboard, with cut, copy and paste', asy
 
 test('shell: no native context menu comes anywhere', async () => {
   const native = await page.evaluate(() => {
-    const all = ['.header', '.activity', '.center', '.status', '[data-place="side"]'];
+    const all = ['.window-header', '.activity', '.center', '.status', '[data-place="side"]'];
     return all.filter((selector) => {
       const event = new MouseEvent('contextmenu', { bubbles: true, cancelable: true });
       document.querySelector(selector).dispatchEvent(event);
@@ -222,7 +222,7 @@ test('shell: at 200 percent all of the page is still in the window', async () =>
   for (let i = 0; i < 6; i++) await page.keyboard.press('Control+=');
   assert.equal(await page.evaluate(() => getComputedStyle(document.documentElement).fontSize), '32px');
   const outside = await page.evaluate(() => {
-    const parts = [...document.querySelectorAll('[data-part], .header button, .status button')];
+    const parts = [...document.querySelectorAll('[data-part], .window-header button, .status button')];
     return parts
       .filter((part) => part.checkVisibility())
       .filter((part) => {

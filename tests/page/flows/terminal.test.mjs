@@ -5,7 +5,7 @@ import { mkdtemp, realpath, rm, writeFile } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
-import { axeFindings, startEditor } from '../support/editor.mjs';
+import { axeFindings, openPage, startEditor } from '../support/editor.mjs';
 import { freshPage, settled } from '../support/steps.mjs';
 
 let editor;
@@ -180,7 +180,7 @@ test('terminal: splits and tabs', async () => {
   await page.getByRole('textbox', { name: 'Name' }).waitFor();
   await page.keyboard.type('server');
   await page.keyboard.press('Enter');
-  await page.getByRole('tab', { name: 'server' }).waitFor();
+  await page.getByRole('tab', { name: 'server', exact: true }).waitFor();
 });
 
 test('terminal: beside a file', async () => {
@@ -231,7 +231,7 @@ test('terminal: an exit is shown with its code, its text stays, and it starts ag
   await page.keyboard.type('echo last words; exit 3\r');
   const ended = page.locator('.terminal-pane.active .terminal-ended');
   await ended.getByText('Exited with code 3').waitFor();
-  assert.match(await shown(), /last words/);
+  await see(/^last words$/);
   await ended.getByRole('button', { name: 'Start Again' }).click();
   await ended.waitFor({ state: 'detached' });
   await page.keyboard.type('echo second life\r');
@@ -270,6 +270,29 @@ test('terminal: nothing that axe finds, with tabs, an exit and the find box', as
   await page.locator('.terminal-find').waitFor();
   assert.deepEqual(await axeFindings(page), []);
   await page.keyboard.press('Escape');
+});
+
+test('terminal: zsh marks its commands as bash does', async () => {
+  const other = await startEditor({ env: { SHELL: '/bin/zsh' } });
+  let zsh;
+  try {
+    await writeFile(join(other.home, '.zshrc'), "PS1='%% '\n");
+    zsh = await openPage(other);
+    await zsh.keyboard.press('Control+`');
+    const rows = zsh.locator('.terminal-pane.active .xterm-rows');
+    await rows.getByText('%').first().waitFor();
+    await zsh.waitForFunction(() => document.activeElement?.closest('.terminal-screen'));
+    await zsh.keyboard.type('echo $ZSH_NAME-$((40+2))\r');
+    await rows.getByText('zsh-42').waitFor();
+    await zsh.keyboard.type('(exit 3)\r');
+    await zsh.locator('.terminal-mark.failed').waitFor();
+    assert.equal(await zsh.locator('.terminal-mark.done').count(), 1);
+    assert.match(await zsh.locator('.terminal-mark.failed').getAttribute('title'), /^\(exit 3\)\nexit code 3$/);
+    assert.deepEqual(zsh.complaints, []);
+  } finally {
+    await zsh?.done();
+    await other.stop();
+  }
 });
 
 test('terminal: in the window, what an input method types arrives once', async () => {

@@ -199,24 +199,16 @@ test('chat mentions: what is being typed', () => {
 });
 
 test('chat mentions: the lines of a selection', () => {
-  const view = (from, to) => ({
-    cursorState: [
-      {
-        selectionStart: { lineNumber: from[0], column: from[1] },
-        position: { lineNumber: to[0], column: to[1] },
-      },
-    ],
-  });
-  assert.deepEqual(selectedLines(view([3, 1], [5, 4])), { from: 3, to: 5 });
-  assert.deepEqual(selectedLines(view([5, 4], [3, 1])), { from: 3, to: 5 }, 'selected upwards');
+  const selection = (line, column, endLine, endColumn) => ({ line, column, endLine, endColumn });
+  assert.deepEqual(selectedLines(selection(3, 1, 5, 4)), { from: 3, to: 5 });
   assert.deepEqual(
-    selectedLines(view([3, 1], [5, 1])),
+    selectedLines(selection(3, 1, 5, 1)),
     { from: 3, to: 4 },
     'whole lines end at the next one',
   );
-  assert.equal(selectedLines(view([3, 2], [3, 2])), null);
-  for (const odd of [null, {}, { cursorState: [] }, { cursorState: [{}] }])
-    assert.equal(selectedLines(odd), null);
+  assert.deepEqual(selectedLines(selection(3, 1, 3, 2)), { from: 3, to: 3 });
+  assert.equal(selectedLines(selection(3, 2, 3, 2)), null);
+  assert.equal(selectedLines(null), null);
 });
 
 test('chat pictures: four types, 5 MB, ten at a time', () => {

@@ -10,7 +10,6 @@ import {
   questionOf,
   suggestionWords,
 } from '../../../web/stores/chatquestions.js';
-import { planParts, planReply } from '../../../web/stores/chatplan.js';
 import { asks } from '../support/chatlines.mjs';
 
 const question = (tool, input, more) => questionOf(JSON.parse(asks('q1', tool, input, more)));
@@ -121,30 +120,4 @@ test('chat questions: what "always" would do is told in words', () => {
     [null, 'null'],
   ];
   for (const [suggestion, words] of cases) assert.equal(suggestionWords(suggestion), words);
-});
-
-test('chat plan: a plan falls into paragraphs, and code stays whole', () => {
-  const plan = '# Plan\n\nFirst this.\nThen that.\n\n\n```js\na();\n\nb();\n```\n\n- one\n- two\n';
-  assert.deepEqual(planParts(plan), [
-    '# Plan',
-    'First this.\nThen that.',
-    '```js\na();\n\nb();\n```',
-    '- one\n- two',
-  ]);
-  assert.deepEqual(planParts(' \n\n'), []);
-});
-
-test('chat plan: comments go back under what they are about, in the order of the plan', () => {
-  const parts = ['one', 'two\nlines', 'three'];
-  const comments = new Map([
-    [2, ' no '],
-    [1, 'why?'],
-    [0, '  '],
-    [9, 'lost'],
-  ]);
-  assert.equal(
-    planReply(parts, comments, 'Good otherwise.'),
-    'Please revise the plan:\n\n> two\n> lines\n\nwhy?\n\n> three\n\nno\n\nGood otherwise.',
-  );
-  assert.equal(planReply(parts, new Map(), ' '), '');
 });

@@ -83,13 +83,14 @@ for (const theme of THEMES) {
     assert.ok(syntax.length > 10);
     assert.deepEqual(tooFaint(tokens, syntax, CODE_GROUNDS, 4.5), []);
     assert.deepEqual(tooFaint(tokens, ['syntax-variable'], ['find-match'], 4.5), []);
+    assert.deepEqual(tooFaint(tokens, ['line-number'], ['bg', 'line-highlight'], 4.5), []);
   });
 
   test(`contrast: ${theme} shows controls, focus and cursor with 3:1`, () => {
     assert.deepEqual(tooFaint(tokens, ['focus'], [...GROUNDS], 3), []);
     assert.deepEqual(tooFaint(tokens, ['line-strong'], ['bg', 'side', 'raised', 'input'], 3), []);
     assert.deepEqual(
-      tooFaint(tokens, ['cursor', 'added-mark', 'removed-mark', 'changed-mark', 'line-number'], ['bg'], 3),
+      tooFaint(tokens, ['cursor', 'added-mark', 'removed-mark', 'changed-mark'], ['bg'], 3),
       [],
     );
   });

@@ -46,6 +46,9 @@ after(async () => {
  * @param {Record<string, unknown>} [options.uiState] what an earlier session left
  * @param {boolean} [options.addProject] whether the project is a folder of the workspace at start
  * @param {boolean} [options.keepWindow] leaves the window's own page as it is
+ * @param {Record<string, string>} [options.env] more variables of its environment
+ * @param {Record<string, unknown>} [options.settings] what else the settings file holds at start
+ * @param {(project: string) => unknown} [options.prepare] makes more of the project before the editor starts
  * @param {string} [options.again] the home of an editor that was killed, to start it there once more
  */
 export async function startEditor({
@@ -54,13 +57,17 @@ export async function startEditor({
   uiState,
   addProject = true,
   keepWindow = false,
+  env = {},
+  settings = {},
+  prepare,
   again,
 } = {}) {
   const home = again ?? (await mkdtemp(join(tmpdir(), 'marlin-page-')));
   const project = join(home, 'proj');
   if (!again) await makeLayout(home, project, files);
+  if (!again) await prepare?.(project);
   if (uiState) await seedUiState(home, uiState);
-  if (addProject && !again) await seedSettings(home, project);
+  if (addProject && !again) await seedSettings(home, project, settings);
   const inspector = `127.0.0.1:${await freePort()}`;
   display ??= startDisplay();
   const screen = (await display).display;
@@ -78,6 +85,7 @@ export async function startEditor({
         DISPLAY: screen,
         XDG_RUNTIME_DIR: join(home, 'run'),
         WEBKIT_INSPECTOR_HTTP_SERVER: inspector,
+        ...env,
       },
     },
   );
@@ -184,9 +192,9 @@ async function seedUiState(home, uiState) {
   await writeFile(join(home, '.config/marlin-bench/ui-state.json'), JSON.stringify(uiState));
 }
 
-async function seedSettings(home, project) {
+async function seedSettings(home, project, more) {
   await mkdir(join(home, '.config/marlin-bench'), { recursive: true });
-  const settings = { roots: [{ name: 'proj', path: project }] };
+  const settings = { ...more, roots: [{ name: 'proj', path: project }] };
   await writeFile(join(home, '.config/marlin-bench/marlin-bench.json'), JSON.stringify(settings));
 }
 

@@ -36,7 +36,12 @@ export async function saved(page) {
 
 /** The text in the group that has the focus, as it is drawn. */
 export async function frontText(page) {
-  const lines = await page.locator('.editor-group.active .text-view .view-line').allInnerTexts();
+  // The view puts lines that come later behind the others, wherever they are drawn.
+  const lines = await page.locator('.editor-group.active .text-view .view-line').evaluateAll((all) =>
+    all
+      .sort((one, other) => parseFloat(one.style.top) - parseFloat(other.style.top))
+      .map((line) => line.innerText),
+  );
   return lines
     .join('\n')
     .replace(/\u00a0/g, ' ')

@@ -17,7 +17,7 @@ import { roots } from '../../stores/settings.js';
 import { Attached, attach, attachFromWorkspace, attached, takeAttached } from './attachments.js';
 import { Chips } from './chips.js';
 import { composerField, focusComposer } from './focus.js';
-import { Proposals, proposalsFor } from './proposals.js';
+import { Proposals, useProposals } from './proposals.js';
 
 /** Where Up and Down stand among the earlier messages. */
 let recall = noRecall;
@@ -55,7 +55,7 @@ export function mentionFront() {
     return toast({ kind: 'info', text: 'There is no file in front to be mentioned.' });
   const view = activeView();
   const buffer = bufferOf(id);
-  const lines = buffer && view?.shows(buffer.doc) ? selectedLines(view.viewState()) : null;
+  const lines = buffer && view?.shows(buffer.doc) ? selectedLines(view.selection()) : null;
   return insertWords(mention(pathForClaude(roots.value, id), lines));
 }
 
@@ -103,7 +103,8 @@ export function Composer() {
   const [closed, setClosed] = useState('');
   const text = draft.value;
   const typed = typedAt(text, caret);
-  const list = closed === text ? [] : proposalsFor(typed);
+  const proposals = useProposals(typed);
+  const list = closed === text ? [] : proposals;
   const lit = Math.min(at, list.length - 1);
 
   // The field grows with its text, up to what the style sheet allows.

@@ -1,11 +1,13 @@
 // What can be meant by the word that is being typed: a file after "@", a slash command at the beginning.
 
 import { html } from 'htm/preact';
+import { useEffect, useState } from 'preact/hooks';
 import { documents, frontTab, isUntitled } from '../../editor/state.js';
 import { fuzzy } from '../../shell/fuzzy.js';
 import { icon } from '../../shell/icons.js';
 import { announced } from '../../stores/chat.js';
-import { mention, pathForClaude } from '../../stores/chatmentions.js';
+import { mention, mentionable, pathForClaude } from '../../stores/chatmentions.js';
+import { note } from '../../stores/log.js';
 import { baseName } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
 
@@ -14,10 +16,32 @@ import { roots } from '../../stores/settings.js';
 const MOST = 12;
 
 /**
+ * Open files and commands at once, the other files of the workspace when they are found.
  * @param {import('../../stores/chatmentions.js').Typed | null} typed
  * @returns {Proposal[]}
  */
-export function proposalsFor(typed) {
+export function useProposals(typed) {
+  const [found, setFound] = useState({ query: '', paths: /** @type {string[]} */ ([]) });
+  const query = typed?.kind === 'file' ? typed.query : '';
+  useEffect(() => {
+    if (!query) return undefined;
+    const abort = new AbortController();
+    mentionable(query, abort.signal)
+      .then((paths) => setFound({ query, paths }))
+      .catch((error) => abort.signal.aborted || note('warning', 'Could not look for files', error));
+    return () => abort.abort();
+  }, [query]);
+  const first = proposalsFor(typed);
+  if (!query || found.query !== query) return first;
+  const others = found.paths.filter((path) => !documents.value.has(path)).map(fileProposal);
+  return [...first, ...others].slice(0, MOST);
+}
+
+/**
+ * @param {import('../../stores/chatmentions.js').Typed | null} typed
+ * @returns {Proposal[]}
+ */
+function proposalsFor(typed) {
   if (!typed) return [];
   const all = typed.kind === 'file' ? openFiles() : commands();
   const found = [];
@@ -37,14 +61,20 @@ export function proposalsFor(typed) {
 function openFiles() {
   const front = frontTab.value?.id ?? '';
   const ids = [...documents.value.keys()].filter((id) => !isUntitled(id));
-  return ids
-    .sort((one, other) => Number(other === front) - Number(one === front))
-    .map((id) => ({
-      words: mention(pathForClaude(roots.value, id)),
-      label: baseName(id),
-      description: id,
-      icon: 'file',
-    }));
+  return ids.sort((one, other) => Number(other === front) - Number(one === front)).map(fileProposal);
+}
+
+/**
+ * @param {string} path
+ * @returns {Proposal}
+ */
+function fileProposal(path) {
+  return {
+    words: mention(pathForClaude(roots.value, path)),
+    label: baseName(path),
+    description: path,
+    icon: 'file',
+  };
 }
 
 /** @returns {Proposal[]} */

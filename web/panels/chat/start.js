@@ -30,6 +30,7 @@ import { focusComposer } from './focus.js';
 import { historyShown, mayLeave } from './historyview.js';
 import { Live } from './live.js';
 import { Chat, ChatActions, ChatBadge } from './panel.js';
+import { startPlans } from './plantabs.js';
 import { showUsage } from './usageview.js';
 
 /** @typedef {Parameters<typeof registerCommand>[0]} Command */
@@ -118,6 +119,7 @@ export function startChat() {
   registerStatusItem({ id: 'chat', side: 'left', order: 60, component: ChatStatus });
   connectTalk(sessionStorage, sessionToken());
   restoreSession();
+  startPlans();
   startRecords();
   on('files.dropped', ({ paths, x, y }) => {
     const target = document.elementFromPoint(x, y)?.closest('.chat-composer');

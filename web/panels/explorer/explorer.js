@@ -8,6 +8,7 @@ import { runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
 import { showMenu } from '../../shell/menus.js';
 import { zoom } from '../../look/zoom.js';
+import { marks } from '../../stores/git.js';
 import { isInside, isRoot, outermost } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
 import { rangeOf, rowIndex, targetFolder, treeMove, typeahead } from '../../stores/tree.js';
@@ -137,8 +138,9 @@ function TreeRow({ row, top }) {
   const cut = clipboard.value.cut && clipboard.value.paths.some((each) => isInside(path, each));
   const dirty = !directory && dirtyIds.value.includes(path);
   const target = dropFolder.value !== '' && isInside(path, dropFolder.value);
+  const mark = marks.value.get(path);
   return html`<div
-    class=${`tree-row ${chosen ? 'selected' : ''} ${cut ? 'cut' : ''} ${target ? 'drop-target' : ''} ${isRoot(path) ? 'root' : ''}`}
+    class=${`tree-row ${chosen ? 'selected' : ''} ${cut ? 'cut' : ''} ${target ? 'drop-target' : ''} ${isRoot(path) ? 'root' : ''} ${mark ? `git-${mark.kind.replace(' ', '-')}` : ''}`}
     role="treeitem"
     data-path=${path}
     data-directory=${directory}
@@ -149,7 +151,7 @@ function TreeRow({ row, top }) {
     aria-posinset=${row.position}
     aria-selected=${chosen}
     aria-expanded=${directory ? row.expanded : undefined}
-    aria-label=${`${name}${dirty ? ', unsaved' : ''}${cut ? ', cut' : ''}`}
+    aria-label=${[name, dirty && 'unsaved', cut && 'cut', mark && markWords(mark, directory)].filter(Boolean).join(', ')}
     title=${path}
     style=${place}
     onClick=${(/** @type {MouseEvent} */ event) => onClick(event, row)}
@@ -163,7 +165,16 @@ function TreeRow({ row, top }) {
     ${icon(directory ? (isRoot(path) ? 'root-folder' : 'folder') : 'file')}
     <span class="tree-name">${name}</span>
     ${dirty && html`<span class="tree-dirty" aria-hidden="true">●</span>`}
+    ${mark && html`<span class="tree-git" aria-hidden="true" data-letter=${directory ? '•' : mark.letter}></span>`}
   </div>`;
+}
+
+/**
+ * @param {{kind: string}} mark what git says of a file, or of the files in a folder
+ * @param {boolean} directory
+ */
+function markWords({ kind }, directory) {
+  return directory ? 'holds changes' : kind;
 }
 
 /**
@@ -285,6 +296,7 @@ function explorerMenu(path) {
     { command: 'explorer.copyPath' },
     { command: 'explorer.reveal' },
     { command: 'explorer.openTerminal' },
+    { command: 'search.inFolder' },
     { kind: 'separator' },
     { command: 'explorer.addFolder' },
     ...(isRoot(path) ? [{ command: 'explorer.removeFolder' }] : []),

@@ -6,6 +6,7 @@ import { onSaved } from '../../editor/savefile.js';
 import { frontTab, isUntitled } from '../../editor/state.js';
 import { registerCommand } from '../../shell/commands.js';
 import { registerPanel, showPanel } from '../../shell/layout.js';
+import { isOutside } from '../../stores/gitstatus.js';
 import { isRoot } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
 import {
@@ -28,6 +29,7 @@ import {
   expand,
   focusRow,
   loadExplorer,
+  followDisk,
   refresh,
   refreshAround,
   showPath,
@@ -96,7 +98,7 @@ export function startExplorer() {
     registerCommand({ ...command, category: 'Explorer', keysWhen: inTree });
   takeDrops();
   const known = loadExplorer();
-  on('fs.changed', refresh);
+  on('fs.changed', followDisk);
   onReconnect(refresh);
   onSaved((path) => void refreshAround([path]));
   if (!known) openFirstRoots();
@@ -119,7 +121,7 @@ function openFirstRoots() {
 function followEditor() {
   effect(() => {
     const id = frontTab.value?.id ?? '';
-    if (id && !isUntitled(id) && !inTree()) queueMicrotask(() => void showPath(id));
+    if (id && !isUntitled(id) && !isOutside(id) && !inTree()) queueMicrotask(() => void showPath(id));
   });
 }
 

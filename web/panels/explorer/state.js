@@ -3,7 +3,8 @@
 import { computed, signal } from '@preact/signals';
 import { get } from '../../bridge/api.js';
 import { ancestors, visibleEntries, visibleRows } from '../../stores/tree.js';
-import { isInside, relabel } from '../../stores/paths.js';
+import { affectedFolders, diskChange, toldAs } from '../../stores/outside.js';
+import { isInside, parentOf, relabel } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
 import * as uistate from '../../stores/uistate.js';
 
@@ -52,11 +53,25 @@ function setExpanded(next) {
  */
 export async function loadFolder(path) {
   if (!listings.value.has(path)) setListing(path, 'loading');
+  const turn = (turns.get(path) ?? 0) + 1;
+  turns.set(path, turn);
+  const listing = await readFolder(path);
+  if (turns.get(path) === turn) setListing(path, listing);
+}
+
+/** Of several readings of one folder the last one asked for counts. @type {Map<string, number>} */
+const turns = new Map();
+
+/**
+ * @param {string} path
+ * @returns {Promise<import('../../stores/tree.js').Listing>}
+ */
+async function readFolder(path) {
   try {
     const { entries } = await get('tree', { path });
-    setListing(path, visibleEntries(entries));
+    return visibleEntries(entries);
   } catch (error) {
-    setListing(path, { error: error instanceof Error ? error.message : String(error) });
+    return { error: error instanceof Error ? error.message : String(error) };
   }
 }
 
@@ -89,10 +104,36 @@ export function collapseAll() {
   if (root) focusRow(root.name);
 }
 
+/** The folders that are open, some of them perhaps in a closed one. */
+function openFolders() {
+  return [...expanded.value].filter((path) => roots.value.some((root) => isInside(path, root.name)));
+}
+
 /** Reads again every folder that is to be seen. */
 export async function refresh() {
-  const open = [...expanded.value].filter((path) => roots.value.some((root) => isInside(path, root.name)));
-  await Promise.all(open.map(loadFolder));
+  await Promise.all(openFolders().map(loadFolder));
+}
+
+/** Reads the open folders again that an "fs.changed" is about. @param {unknown} event */
+export async function followDisk(event) {
+  const named = (/** @type {string} */ folder) => toldAs(roots.value, folder);
+  const folders = affectedFolders(diskChange(event), openFolders(), named);
+  const depths = [...new Set(folders.map(depthOf))].sort((a, b) => a - b);
+  // From the top down, as a folder that is gone cannot be read.
+  for (const depth of depths) {
+    await Promise.all(folders.filter((path) => depthOf(path) === depth && isThere(path)).map(loadFolder));
+  }
+}
+
+/** @param {string} path */
+function depthOf(path) {
+  return path.split('/').length;
+}
+
+/** Whether the folder above lists a folder, as far as that is known. @param {string} path */
+function isThere(path) {
+  const above = listings.value.get(parentOf(path));
+  return !Array.isArray(above) || above.some((entry) => entry.path === path);
 }
 
 /**

@@ -1,0 +1,56 @@
+// The comparisons that a tab can show: what stands left and right of each.
+
+/**
+ * @typedef {'diff' | 'diff-staged' | 'diff-head' | `diff-with:${string}`} DiffKind
+ * @typedef {object} DiffRule
+ * @property {string} left a revision as git's "show" takes it; ":0" is the index
+ * @property {string} right a revision, or "" for the file as it is, which can be edited
+ * @property {[string, string]} words what the sides are
+ * @property {string} suffix behind the name of the file in its tab
+ */
+
+/** @type {Record<string, DiffRule>} */
+const kDiffs = {
+  diff: { left: ':0', right: '', words: ['Staged', 'Working tree'], suffix: ' (Working Tree)' },
+  'diff-staged': { left: 'HEAD', right: ':0', words: ['Last commit', 'Staged'], suffix: ' (Staged)' },
+  'diff-head': { left: 'HEAD', right: '', words: ['Last commit', 'Working tree'], suffix: ' (Last Commit)' },
+};
+
+const kWith = 'diff-with:';
+
+/**
+ * The comparison of a file as it is with what a branch has.
+ * @param {string} branch
+ * @returns {DiffKind}
+ */
+export const diffWith = (branch) => `diff-with:${branch}`;
+
+/**
+ * @param {unknown} kind
+ * @returns {kind is DiffKind}
+ */
+export function isDiff(kind) {
+  if (typeof kind !== 'string') return false;
+  return Object.hasOwn(kDiffs, kind) || (kind.startsWith(kWith) && kind !== kWith);
+}
+
+/**
+ * @param {DiffKind} kind
+ * @returns {DiffRule}
+ */
+export function diffRule(kind) {
+  if (!kind.startsWith(kWith)) return kDiffs[kind];
+  const branch = kind.slice(kWith.length);
+  return { left: branch, right: '', words: [branch, 'Working tree'], suffix: ` (${branch})` };
+}
+
+/**
+ * The comparison that shows a change of a group best; a conflict is in no single version of the index.
+ * @param {import('./gitstatus.js').GroupId} group
+ * @returns {DiffKind | 'text'} "text" where there is nothing to compare with
+ */
+export function kindFor(group) {
+  if (group === 'untracked') return 'text';
+  if (group === 'conflicts') return 'diff-head';
+  return group === 'staged' ? 'diff-staged' : 'diff';
+}
