@@ -6,7 +6,11 @@ build_packages=(g++ cmake ninja-build pkg-config ccache git libgtk-3-dev libwebk
 run_packages=(xvfb dbus procps fonts-dejavu-core)
 test_packages=(libxtst-dev libgtest-dev libgmock-dev libbenchmark-dev dbus-x11 icewm xdotool wmctrl x11-utils
   x11-xserver-utils imagemagick locales shellcheck clang-format clang-tidy chromium zsh clangd
-  bubblewrap openssl python3 desktop-file-utils xdg-utils)
+  bubblewrap openssl python3 desktop-file-utils xdg-utils gh)
+packaging_packages=(librsvg2-bin binutils python3 dpkg-dev rpm makepkg libarchive-tools fakeroot zstd
+  squashfs-tools libsquashfuse-dev libfuse3-dev liblz4-dev libzstd-dev liblzma-dev zlib1g-dev)
+package_test_packages=(mmdebstrap pacman-package-manager fuse3 lintian appstream desktop-file-utils bubblewrap
+  openssl)
 
 say() { printf '== %s\n' "$*"; }
 

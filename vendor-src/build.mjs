@@ -89,7 +89,7 @@ const results = await Promise.all([
   build({
     ...common,
     splitting: true,
-    entryPoints: ['ui.js', 'markdown-it.js', 'dompurify.js', 'monaco.js', 'xterm.js', 'xterm.css'].map(
+    entryPoints: ['ui.js', 'diff.js', 'markdown-it.js', 'dompurify.js', 'monaco.js', 'xterm.js', 'xterm.css'].map(
       (name) => `entries/${name}`,
     ),
   }),

@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "agent/agent.hpp"
+#include "discord/discord.hpp"
 #include "dispatch/dispatch.hpp"
 #include "git/git.hpp"
 #include "index/index.hpp"
 #include "lsp/lsp.hpp"
 #include "net/net.hpp"
 #include "term/term.hpp"
+#include "update/update.hpp"
 #include "watch/watch.hpp"
 #include "workspace/workspace.hpp"
 #include "json/json.hpp"
@@ -44,6 +46,8 @@ struct App {
     mbwatch::Watcher watcher;
     mbnet::Server server;
     std::string configPath;  // of the settings file
+    mbupdate::Updater updater;
+    mbdiscord::Presence presence;
     mblsp::Manager lsp;
     // The repositories among the roots, one entry each, under the name of its first root. Found
     // once, before the page is there: a root that is added later acts on the first of them.
@@ -86,6 +90,14 @@ mbnet::Response okResponse();
 
 // The root's path; the first root's for an unknown name; empty when there is no root.
 std::string rootPathFor(const App& app, const std::string& name);
+
+// Has the updater follow the channel of the settings: "beta", any other text is the stable one.
+void applyUpdateChannel(App& app);
+
+// Has the Discord status follow the settings; false when it is not wanted or has no id.
+bool applyPresence(App& app);
+// The same at the start, with what is shown before the page speaks.
+void startPresence(App& app);
 
 // The window's state as the page knows it; without a window it is active and not maximised.
 mbjson::Json windowState();

@@ -17,6 +17,13 @@ Arguments readArguments(int argc, const char* const* argv) {
             arguments.version = true;
             return arguments;
         }
+        if (word == "--verify-manifest" && i + 2 < argc) {
+            arguments.verify = {argv[i + 1], argv[i + 2]};
+            return arguments;
+        }
+        if (word == "--register-shell") arguments.registerShell = true;
+        if (word == "--unregister-shell") arguments.unregisterShell = true;
+        if (word == "--quiet") arguments.quiet = true;
         if (!word.empty() && word[0] != '-') arguments.paths.push_back(word);
     }
     return arguments;

@@ -8,7 +8,13 @@ namespace mbapp {
 
 struct Arguments {
     bool version = false;
+    // Either ends the process when it is done; of both, the first.
+    bool registerShell = false;
+    bool unregisterShell = false;
+    bool quiet = false;              // no dialog for these
     std::vector<std::string> paths;  // to open, in order, as given
+    // A manifest and its signature to look at instead; empty otherwise.
+    std::vector<std::string> verify;
 };
 
 // Unknown options and empty words are ignored without a word.

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "shell/shell.hpp"
 #include "util/util.hpp"
 #include "win/win.hpp"
 
@@ -107,10 +108,12 @@ void stopServices(App& app) {
         app.watcher.stop();
     }
     app.index.endScan();
+    mbshell::endPicking();
     app.agent.stop();
     app.dispatch.shutdown();
     app.terminals.killAll();
     app.lsp.stopAll();
+    app.presence.stop();
     app.server.stop();
 }
 
@@ -124,6 +127,12 @@ void connectHostEvents(App& app, mbwin::Host& host) {
         state.set("type", "window.state");
         app.push(state);
     };
+    host.onBrowserEvent = [&app](const std::string& json) {
+        Json report = Json::parseText(json);
+        report.set("type", "browser.event");
+        app.push(report);
+    };
+    host.beforeClose = [] { mbshell::cancelPicking(); };
     host.onDragActive = [&app](bool active) {
         Json state = event("drag.state");
         state.set("active", active);

@@ -14,7 +14,9 @@
 #include "main/arguments.hpp"
 #include "main/events.hpp"
 #include "main/folders.hpp"
+#include "main/installation.hpp"
 #include "main/routes.hpp"
+#include "shell/shell.hpp"
 #include "util/util.hpp"
 #include "win/win.hpp"
 
@@ -36,6 +38,23 @@ bool startToolkit(int& argc, char**& argv) {
     // The toolkit took the user's locale; numbers keep their point in files and on the bridge.
     std::setlocale(LC_NUMERIC, "C");
     return display;
+}
+
+// Makes the program known to the desktop or unknown again; the process's exit code.
+int runShellAction(const Arguments& arguments, bool display) {
+    std::string error;
+    const bool done =
+        arguments.registerShell ? mbshell::registerShell(error) : mbshell::unregisterShell(error);
+    if (display && !arguments.quiet) {
+        const char* success = arguments.registerShell
+                                  ? "Marlin Bench is now in your applications and in \"Open With\"."
+                                  : "The desktop entry has been removed.";
+        mbwin::showMessage(done ? mbwin::Message::Information : mbwin::Message::Error,
+                           done ? success : error);
+    } else if (!done) {
+        std::fprintf(stderr, "Marlin Bench: %s\n", error.c_str());
+    }
+    return done ? 0 : 1;
 }
 
 void loadSettings(App& app, const Folders& folders) {
@@ -95,7 +114,9 @@ int runWindow(App& app, const Folders& folders, const std::string& url) {
     if (!g_running) {
         stopServices(app);
     } else if (host.create(options, error)) {
+        mbshell::setDialogParent(host.topLevel());
         code = host.run();
+        mbshell::setDialogParent(nullptr);
     } else {
         mbwin::showError(error);
         code = 1;
@@ -117,12 +138,18 @@ int start(int argc, char** argv) {
         std::printf("Marlin Bench %s\n", kVersion);
         return 0;
     }
+    if (!arguments.verify.empty())
+        return verifyManifestFiles(arguments.verify[0], arguments.verify[1]);
     const std::vector<std::string> paths = absolutePaths(arguments.paths);
     std::signal(SIGPIPE, SIG_IGN);
-    if (!startToolkit(argc, argv)) {
+    const bool display = startToolkit(argc, argv);
+    if (arguments.registerShell || arguments.unregisterShell)
+        return runShellAction(arguments, display);
+    if (!display) {
         std::fputs("Marlin Bench needs a graphical session (no display was found).\n", stderr);
         return 1;
     }
+    if (mbwin::forwardToExistingInstance(paths)) return 0;
     App app;
     const Folders folders = foldersFor(executableFolder());
     loadSettings(app, folders);
@@ -133,6 +160,8 @@ int start(int argc, char** argv) {
         filesChanged(app, changed);
     };
     app.watchRoots();
+    startPresence(app);
+    startUpdater(app, folders);
     if (!paths.empty()) app.requestOpen(paths, true);
     app.startIndex();
     const std::string url = startUrl(app);

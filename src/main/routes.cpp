@@ -12,9 +12,13 @@ using mbnet::Response;
 
 void registerRoutes(App& app) {
     registerSessionRoutes(app);
+    registerPresenceRoutes(app);
+    registerUpdateRoutes(app);
+    registerShellRoutes(app);
     registerWorkspaceRoutes(app);
     registerFileRoutes(app);
     registerSearchRoutes(app);
+    registerMemoryRoutes(app);
     registerTerminalRoutes(app);
     registerAgentRoutes(app);
     registerJobRoutes(app);

@@ -9,6 +9,9 @@ namespace mbapp {
 void registerRoutes(App& app);
 
 void registerSessionRoutes(App& app);
+void registerPresenceRoutes(App& app);
+void registerUpdateRoutes(App& app);
+void registerShellRoutes(App& app);
 void registerWorkspaceRoutes(App& app);
 void registerFileRoutes(App& app);
 void registerSearchRoutes(App& app);
@@ -18,6 +21,7 @@ void registerTerminalRoutes(App& app);
 void registerAgentRoutes(App& app);
 void registerJobRoutes(App& app);
 void registerReviewRoutes(App& app);
+void registerMemoryRoutes(App& app);
 void registerGithubRoutes(App& app);
 // Also gives the tasks their events, their launch options and the limit of the settings.
 void registerDispatchRoutes(App& app);

@@ -39,6 +39,8 @@ Response config(App& app, const Request& request) {
     answer.set("config", next.toJson());
     app.workspace.setConfig(std::move(next));
     (void)app.workspace.saveConfig(app.configPath);
+    applyUpdateChannel(app);
+    (void)applyPresence(app);
     return Response::json(answer.dump());
 }
 
@@ -62,7 +64,7 @@ Response state(App& app, const Request&) {
     answer.set("config", app.workspace.config()->toJson());
     answer.set("index", app.index.statsJson());
     answer.set("version", kVersion);
-    answer.set("presenceConnected", false);
+    answer.set("presenceConnected", app.presence.isReady());
     answer.set("pendingOpen", app.drainPendingOpen());
     return Response::json(answer.dump());
 }
@@ -85,8 +87,12 @@ Response window(App&, const Request& request) {
 
 Response browser(App&, const Request& request) {
     const Json body = parseBody(request);
-    if (body["cmd"].asString() != "external")
-        return Response::error(503, "the window is not ready");
+    if (body["cmd"].asString() != "external") {
+        mbwin::Host* host = g_host;
+        if (host == nullptr) return Response::error(503, "the window is not ready");
+        host->browserCommand(body.dump());
+        return okResponse();
+    }
     const std::string url = body["url"].asString();
     if (!mbwin::isWeb(url)) return Response::error(400, "only web addresses can be opened");
     openWithDesktop(url);

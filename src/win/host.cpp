@@ -7,12 +7,14 @@
 #include <unistd.h>
 #include <webkit2/webkit2.h>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <utility>
 
 #include "util/util.hpp"
 #include "win/drops.hpp"
+#include "win/views.hpp"
 
 namespace mbwin {
 
@@ -33,15 +35,6 @@ gboolean runPosted(gpointer data) {
     (void)posted->ready.load(std::memory_order_acquire);
     posted->function();
     return G_SOURCE_REMOVE;
-}
-
-std::string requestUri(WebKitPolicyDecision* decision) {
-    auto* navigation = WEBKIT_NAVIGATION_POLICY_DECISION(decision);
-    WebKitNavigationAction* action =
-        webkit_navigation_policy_decision_get_navigation_action(navigation);
-    WebKitURIRequest* request = action ? webkit_navigation_action_get_request(action) : nullptr;
-    const gchar* uri = request ? webkit_uri_request_get_uri(request) : nullptr;
-    return uri ? uri : "";
 }
 
 // Keeps the page on the bridge; web addresses go to the user's browser, the rest nowhere.
@@ -72,6 +65,31 @@ gboolean onWindowState(GtkWidget*, GdkEventWindowState* event, gpointer data) {
     return FALSE;
 }
 
+// Asked for by the overlay whenever it lays out what is above the page: the browser pane.
+// A view's memory grows with its size, so it is never larger than the window, whatever is asked
+// for.
+gboolean onOverlayPosition(GtkOverlay* overlay, GtkWidget*, GdkRectangle* allocation,
+                           gpointer data) {
+    constexpr int32_t kFar = 32767;  // where the display's own coordinates end
+    Rectangle place;
+    static_cast<const Host*>(data)->placeBrowser(place);
+    GtkWidget* whole = GTK_WIDGET(overlay);
+    *allocation = {std::clamp(place.x, -kFar, kFar), std::clamp(place.y, -kFar, kFar),
+                   std::min(place.width, std::max(1, gtk_widget_get_allocated_width(whole))),
+                   std::min(place.height, std::max(1, gtk_widget_get_allocated_height(whole)))};
+    return TRUE;
+}
+
+// The toolkit drops a request to close a window that stands behind a modal dialog.
+void onEvent(GdkEvent* event, gpointer data) {
+    Host* host = static_cast<Host*>(data);
+    GtkWidget* window = host->topLevel();
+    const bool asked = event->type == GDK_DELETE && window != nullptr &&
+                       event->any.window == gtk_widget_get_window(window);
+    if (asked && host->beforeClose) host->beforeClose();
+    gtk_main_do_event(event);
+}
+
 // A session manager or a terminal that ends us gets the same order of stop as the close button.
 gboolean onSignal(gpointer data) {
     static_cast<Host*>(data)->quit();
@@ -87,6 +105,22 @@ int onDisplayLost(Display*) {
 }
 
 }  // namespace
+
+std::string requestUri(WebKitPolicyDecision* decision) {
+    return requestUri(webkit_navigation_policy_decision_get_navigation_action(
+        WEBKIT_NAVIGATION_POLICY_DECISION(decision)));
+}
+
+std::string requestUri(WebKitNavigationAction* action) {
+    WebKitURIRequest* request = action ? webkit_navigation_action_get_request(action) : nullptr;
+    const gchar* uri = request ? webkit_uri_request_get_uri(request) : nullptr;
+    return uri ? uri : "";
+}
+
+void setPageBackground(WebKitWebView* view) {
+    const GdkRGBA background = {15.0 / 255, 23.0 / 255, 34.0 / 255, 1};
+    webkit_web_view_set_background_color(view, &background);
+}
 
 void post(std::function<void()> function) {
     auto posted = std::make_unique<Posted>();
@@ -115,6 +149,7 @@ bool isWeb(const std::string& uri) {
 
 Host::~Host() {
     closing.exchange(true);
+    instances.stop();  // its thread posts, and what it posts looks at the members below
     if (g_displayOwner == this) g_displayOwner = nullptr;
 }
 
@@ -153,9 +188,7 @@ void Host::makePage(const HostOptions& options) {
     webkit_settings_set_javascript_can_access_clipboard(settings, TRUE);
     webkit_settings_set_enable_back_forward_navigation_gestures(settings, FALSE);
     webkit_settings_set_enable_smooth_scrolling(settings, TRUE);
-    // The page's own background, so that nothing flashes before its first paint.
-    const GdkRGBA background = {15.0 / 255, 23.0 / 255, 34.0 / 255, 1};
-    webkit_web_view_set_background_color(view, &background);
+    setPageBackground(view);
 
     auto policy = std::make_unique<PolicyData>(PolicyData{originPrefix(options.url)});
     g_signal_connect_data(
@@ -176,8 +209,10 @@ bool Host::create(const HostOptions& options, std::string& error) {
     }
     makeWindow(options);
     makePage(options);
+    g_signal_connect(overlay, "get-child-position", G_CALLBACK(onOverlayPosition), this);
     g_signal_connect(window, "window-state-event", G_CALLBACK(onWindowState), this);
     g_signal_connect(window, "delete-event", G_CALLBACK(onDelete), this);
+    g_signal_connect(window, "destroy", G_CALLBACK(gtk_widget_destroyed), &window);
     if (GDK_IS_X11_DISPLAY(gdk_display_get_default())) {
         g_displayOwner = this;
         XSetIOErrorHandler(onDisplayLost);
@@ -185,6 +220,7 @@ bool Host::create(const HostOptions& options, std::string& error) {
     webkit_web_view_load_uri(WEBKIT_WEB_VIEW(page), options.url.c_str());
     gtk_widget_show_all(window);
     gtk_widget_grab_focus(page);
+    listenForInstances();
     return true;
 }
 
@@ -192,23 +228,40 @@ int Host::run() {
     guint sources[3] = {};
     const int signals[3] = {SIGTERM, SIGINT, SIGHUP};
     for (int i = 0; i < 3; ++i) sources[i] = g_unix_signal_add(signals[i], onSignal, this);
+    gdk_event_handler_set(onEvent, this, nullptr);
     gtk_main();
+    gdk_event_handler_set([](GdkEvent* event, gpointer) { gtk_main_do_event(event); }, nullptr,
+                          nullptr);
     for (const guint source : sources) g_source_remove(source);
     return 0;
 }
 
-void Host::quit() {
-    post([this] {
-        if (window != nullptr && !closing) gtk_window_close(GTK_WINDOW(window));
+void Host::listenForInstances() {
+    instances.start(instanceSocketPath(), [this](std::vector<std::string> paths) {
+        postToWindow([this, paths = std::move(paths)] { handleOpenPaths(paths); });
     });
 }
 
+void Host::postToWindow(std::function<void()> function) {
+    post([this, gone = std::weak_ptr<bool>(alive), function = std::move(function)] {
+        if (!gone.expired() && window != nullptr && !closing) function();
+    });
+}
+
+void Host::requestClose() {
+    if (beforeClose) beforeClose();
+    gtk_window_close(GTK_WINDOW(window));
+}
+
+void Host::quit() {
+    postToWindow([this] { requestClose(); });
+}
+
 void Host::windowCommand(const std::string& action) {
-    post([this, action] {
-        if (window == nullptr || closing) return;
+    postToWindow([this, action] {
         GtkWindow* top = GTK_WINDOW(window);
         if (action == "minimize") gtk_window_iconify(top);
-        if (action == "close") gtk_window_close(top);
+        if (action == "close") requestClose();
         if (action != "maximize") return;
         if (gtk_window_is_maximized(top))
             gtk_window_unmaximize(top);
@@ -224,6 +277,8 @@ void Host::handleOpenPaths(const std::vector<std::string>& paths) {
 
 void Host::handleClose() {
     if (closing.exchange(true)) return;
+    // A second start that comes now must not be told that its paths are taken.
+    instances.stop();
     if (onClose) onClose();
     if (gtk_main_level() > 0) gtk_main_quit();
 }

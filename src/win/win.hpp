@@ -1,16 +1,23 @@
 #pragma once
-// The desktop window: a web view that shows the page, file drops, window state, navigation policy.
+// The desktop window: a web view that shows the page, the browser pane laid over it, file drops,
+// window state, navigation policy, and the channel on which second starts hand over their paths.
 //
-// Use: fill the callbacks, create(), run() until the window is gone, destroy.
+// Use: forwardToExistingInstance(); if it is false, fill a Host's callbacks, create(), run() until
+// the window is gone, destroy.
 // Errors: create() gives a reason; everything later is quiet.
 // Threads: the main thread, which has started the toolkit, makes and runs it; callbacks come there.
-// quit() and windowCommand() may be called on any thread: they post to the main loop and return.
+// quit(), windowCommand() and browserCommand() may be called on any thread: they post to the main
+// loop and return.
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "win/instance.hpp"
+#include "json/json.hpp"
 
 typedef struct _GtkWidget GtkWidget;
 typedef struct _WebKitWebContext WebKitWebContext;
@@ -26,6 +33,13 @@ struct HostOptions {
     std::string iconPath;       // PNG; empty for none
 };
 
+struct Rectangle {
+    int32_t x = 0;
+    int32_t y = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+};
+
 class Host {
 public:
     Host() = default;
@@ -39,7 +53,11 @@ public:
     std::function<void(bool active)> onDragActive;
     std::function<void(int32_t x, int32_t y)> onDragOver;
     std::function<void(const std::vector<std::string>&, int32_t x, int32_t y)> onDropPaths;
+    std::function<void(const std::string& json)> onBrowserEvent;
     std::function<void()> onWindowStateChanged;
+    // The window is about to be closed: ends the modal dialogs, behind which the toolkit does not
+    // let a window close.
+    std::function<void()> beforeClose;
 
     // False with the reason in `error`.
     bool create(const HostOptions& options, std::string& error);
@@ -50,7 +68,11 @@ public:
     void quit();
     // "minimize", "maximize" (a toggle) or "close"; anything else is ignored.
     void windowCommand(const std::string& action);
+    // The browser pane: an object with "cmd" and what that takes; anything else is ignored.
+    void browserCommand(const std::string& json);
 
+    // The parent for dialogs; null before create() and once the toolkit has destroyed it.
+    GtkWidget* topLevel() const { return window; }
     // Raises the window; with paths, also hands them on.
     void handleOpenPaths(const std::vector<std::string>& paths);
 
@@ -63,15 +85,28 @@ public:
     void handleDragMotion(int32_t x, int32_t y);
     void handleDragLeave();
     void handleDrop(const std::vector<std::string>& paths);
+    void runBrowserCommand(const std::string& json);
+    // Where the overlay lays the pane: never less than a pixel.
+    void placeBrowser(Rectangle& allocation) const;
+    bool isBrowserVisible() const { return browserVisible; }
+    // Tells the page how the pane is.
+    void reportBrowser(const char* kind, const std::string& error);
 
 private:
     GtkWidget* window = nullptr;
     GtkWidget* overlay = nullptr;
     GtkWidget* page = nullptr;
+    GtkWidget* browser = nullptr;  // until the first address is asked for
     WebKitWebContext* context = nullptr;
     int32_t dragX = -1;
     int32_t dragY = -1;
     bool dragging = false;
+    bool browserVisible = false;
+    Rectangle browserPlace;
+    std::string pendingBrowserUrl;  // to load once the pane is made
+    InstanceListener instances;
+    // Posted closures look whether this is gone, and with it their Host. Main thread only.
+    std::shared_ptr<bool> alive = std::make_shared<bool>(true);
     // Read by connection threads.
     std::atomic<bool> maximized{false};
     std::atomic<bool> focused{true};
@@ -80,7 +115,18 @@ private:
     void makeContext(const std::string& dataDirectory);
     void makeWindow(const HostOptions& options);
     void makePage(const HostOptions& options);
+    void listenForInstances();
+    void requestClose();
+    // Runs it on the main thread unless the window is gone by then.
+    void postToWindow(std::function<void()> function);
+    void createBrowser();
+    void setBrowserBounds(const mbjson::Json& command);
+    void navigateBrowser(const std::string& url);
 };
+
+// Before any service exists. True: a running instance took the paths, and the caller must exit.
+// Blocks for up to a minute and a half where that instance hangs.
+bool forwardToExistingInstance(const std::vector<std::string>& paths);
 
 // Runs `function` on the main thread, later and once. Any thread; nobody waits.
 void post(std::function<void()> function);
@@ -90,6 +136,10 @@ std::string originPrefix(const std::string& url);
 // Whether the page may go there by itself.
 bool staysInPage(const std::string& uri, const std::string& prefix);
 bool isWeb(const std::string& uri);
+
+// A modal box with one button, until that is pressed. Main thread, with a display.
+enum class Message { Information, Error };
+void showMessage(Message kind, const std::string& text);
 
 // On standard error and, with a display, in a modal box. Main thread.
 void showError(const std::string& message);

@@ -79,6 +79,43 @@ TEST(AppServices, AFolderThatIsAddedIsIndexedAndWatched) {
     })) << events.error();
 }
 
+// One of each that a service sends by itself; those of the window have tests of their own.
+TEST(AppServices, TellThePageWhatHappens) {
+    const Layout layout;
+    settle(layout, R"("claudeCommand":")" FAKE_CLAUDE
+                   R"(","languageServers":{"yaml":")" FAKE_LANGUAGE_SERVER
+                   R"( 'send up' 'exit 3'"},"shellCommand":"echo hello",)"
+                   R"("updateUrl":"https://127.0.0.1:1")");
+    layout.write("app/install-kind", "deb");
+    const std::string script =
+        layout.write("script", "err up\nout {\"type\":\"system\",\"subtype\":\"init\"}\nexit 3\n");
+    Program program(layout, {.environment = {{"FAKE_CLAUDE_SCRIPT", script}}});
+    ASSERT_TRUE(program.awaitBridge()) << program.errors();
+    mbtest::Events events(program);
+    const struct {
+        const char* path;
+        const char* body;
+        std::vector<const char*> types;
+    } rows[] = {
+        {"/api/reindex", "{}", {"index.progress"}},
+        {"/api/terminal/create", "{}", {"terminal.data", "terminal.exit"}},
+        {"/api/agent/start", "{}", {"agent.stderr", "agent.event", "agent.exit"}},
+        {"/api/dispatch/create",
+         R"({"task":"t","worktree":false})",
+         {"dispatch.state", "dispatch.stderr", "dispatch.event"}},
+        {"/api/lsp/start", R"({"server":"yaml"})", {"lsp.message", "lsp.exit"}},
+        {"/api/update?action=check", "{}", {"update.state"}},
+    };
+    for (const auto& [path, body, types] : rows) {
+        EXPECT_EQ(program.request(path, body).status, 200) << path;
+        for (const char* type : types)
+            EXPECT_TRUE(mbtest::waitUntil(
+                [&] { return events.count(type) > 0 || events.await(type, 200).has_value(); },
+                30000))
+                << type << events.error();
+    }
+}
+
 // None of them listens to any polite word.
 TEST(AppServices, EndWithTheWindow) {
     const Layout layout;

@@ -32,10 +32,27 @@ TEST(Arguments, ManifestCheckWithoutItsSecondFileIsIgnored) {
     EXPECT_EQ(pathsOf({"--verify-manifest", "a"}), Paths{"a"});
 }
 
+TEST(Arguments, ManifestCheckTakesTheTwoWordsBehindIt) {
+    const char* words[] = {"marlin-bench", "x", "--verify-manifest", "a", "--version"};
+    EXPECT_EQ(readArguments(5, words).verify, (Paths{"a", "--version"}));
+    EXPECT_FALSE(readArguments(5, words).version);
+    EXPECT_TRUE(readArguments(4, words).verify.empty());
+}
+
 TEST(Arguments, VersionIsSeenBehindPaths) {
     const char* words[] = {"marlin-bench", "a", "--version"};
     EXPECT_TRUE(readArguments(3, words).version);
     EXPECT_FALSE(readArguments(2, words).version);
+}
+
+TEST(Arguments, DesktopActionsAreFlagsAnywhere) {
+    const char* words[] = {"marlin-bench", "a", "--quiet", "--unregister-shell",
+                           "--register-shell"};
+    const mbapp::Arguments all = readArguments(5, words);
+    EXPECT_TRUE(all.registerShell && all.unregisterShell && all.quiet);
+    EXPECT_EQ(all.paths, Paths{"a"});
+    const mbapp::Arguments none = readArguments(2, words);
+    EXPECT_FALSE(none.registerShell || none.unregisterShell || none.quiet);
 }
 
 TEST(Arguments, RelativePathsStandOnTheWorkingFolder) {

@@ -51,7 +51,12 @@ std::string Bridge::addRoot(const std::string& name) {
 }
 
 Answer Bridge::send(const std::string& method, const std::string& target, const std::string& body) {
-    HttpClient client(app.server.boundPort(), kToken);
+    return sendAs(kToken, method, target, body);
+}
+
+Answer Bridge::sendAs(const std::string& token, const std::string& method,
+                      const std::string& target, const std::string& body) {
+    HttpClient client(app.server.boundPort(), token);
     HttpAnswer answer = client.request(method, target, {}, body, 60000);
     return {answer.status, std::move(answer.headers), std::move(answer.body)};
 }

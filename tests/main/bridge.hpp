@@ -39,6 +39,9 @@ public:
         return send("POST", path, body.dump());
     }
     Answer send(const std::string& method, const std::string& target, const std::string& body);
+    // The same with another token, which may be empty.
+    Answer sendAs(const std::string& token, const std::string& method, const std::string& target,
+                  const std::string& body);
     WsClient events();
 
 private:

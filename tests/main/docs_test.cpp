@@ -2,8 +2,10 @@
 
 #include <set>
 
+#include "bridge.hpp"
 #include "main/app.hpp"
 #include "main/routes.hpp"
+#include "shell/shell.hpp"
 #include "support/support.hpp"
 #include "util/util.hpp"
 
@@ -30,6 +32,24 @@ TEST(BridgeDocs, ListEveryRouteAndNoOther) {
     for (const mbnet::Route& route : app.server.routeTable()) live.insert(route.prefix);
     EXPECT_EQ(live, documentedRoutes());
     EXPECT_EQ(live.size(), app.server.routeTable().size());
+}
+
+TEST(BridgeDocs, EveryRouteAnswersWithTheTokenAndRefusesWithoutIt) {
+    mbtest::Bridge bridge;
+    const mbtest::ScopedEnv nothingInstalled{{{"PATH", bridge.dir.path()}}};
+    mbshell::endPicking();  // no main loop runs here that could show a dialog
+    std::set<std::string> paths = documentedRoutes();
+    paths.erase("/vendor/");
+    EXPECT_EQ(paths.size(), 93U);
+    for (const std::string& path : paths) {
+        const mbtest::Answer refused = bridge.sendAs("", "POST", path, "{}");
+        EXPECT_EQ(refused.status, 401) << path;
+        EXPECT_EQ(refused.error(), "invalid or missing session token") << path;
+        const mbtest::Answer answer = bridge.send("POST", path, "{}");
+        EXPECT_TRUE(answer.status >= 200 && answer.status != 401) << path << answer.status;
+        EXPECT_FALSE(answer.headers.at("content-type").empty()) << path;
+    }
+    mbapp::g_running = true;  // one of them ends the program
 }
 
 TEST(BridgeDocs, OnlyVendorIsOpenToAll) {

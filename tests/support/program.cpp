@@ -105,11 +105,25 @@ std::map<std::string, std::string> Layout::environment() const {
     return all;
 }
 
+std::vector<std::string> Layout::ownTmp() const {
+    std::vector<std::string> command = {
+        "bwrap",  "--die-with-parent", "--dev-bind", "/", "/", "--bind", mkdir("tmp"), "/tmp",
+        "--bind", folder.path(),       folder.path()};
+    Spawn trial;
+    trial.command = command;
+    trial.command.push_back("/bin/true");
+    trial.environment = environment();
+    trial.errorPath = "/dev/null";
+    if (Process(trial).waitForExit() != 0) command.clear();
+    return command;
+}
+
 Program::Program(const Layout& where, const Start& start)
     : layout(where), urlBefore(slurp(layout.sessionUrlPath())),
       displayName(start.display.empty() ? sharedDisplay() : start.display) {
     Spawn spawn;
-    spawn.command = {layout.executable()};
+    spawn.command = start.wrapper;
+    spawn.command.push_back(layout.executable());
     spawn.command.insert(spawn.command.end(), start.arguments.begin(), start.arguments.end());
     spawn.environment = layout.environment();
     spawn.environment["DISPLAY"] = displayName;

@@ -49,6 +49,9 @@ public:
     mbjson::Json settings() const;
 
     std::map<std::string, std::string> environment() const;
+    // A command for Start::wrapper: in a "/tmp" of the program's own, for what all programs of the
+    // user share there. The layout stays where it is. Empty where the system does not allow it.
+    std::vector<std::string> ownTmp() const;
     std::string mark() const { return "MARLIN_TEST_MARK=" + folder.path(); }
 
 private:
@@ -58,6 +61,7 @@ private:
 
 // With initializers, so that tests may name just what they need.
 struct Start {
+    std::vector<std::string> wrapper = {};  // a command that starts the program
     std::vector<std::string> arguments = {};
     std::map<std::string, std::string> environment = {};  // added or replaced
     std::vector<std::string> without = {};                // variables taken out

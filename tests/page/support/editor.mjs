@@ -19,6 +19,7 @@ const require = createRequire(join(top, 'vendor-src/package.json'));
 const { chromium } = require('playwright-core');
 
 const executable = process.env.MB_EXE ?? join(top, 'build/marlin-bench');
+const web = process.env.MB_WEB ?? join(top, 'web'); // or the bundled page
 const WAIT_MS = 20000;
 
 /** @type {Promise<{display: string, stop: () => Promise<void>}> | undefined} */
@@ -180,7 +181,8 @@ async function makeLayout(home, project, files) {
   await link(executable, join(app, 'marlin-bench')).catch(() =>
     copyFile(executable, join(app, 'marlin-bench')),
   );
-  for (const name of ['web', 'vendor']) await symlink(join(top, name), join(app, name));
+  await symlink(web, join(app, 'web'));
+  await symlink(join(top, 'vendor'), join(app, 'vendor'));
   for (const [path, contents] of Object.entries(files)) {
     await mkdir(dirname(join(project, path)), { recursive: true });
     await writeFile(join(project, path), contents);
