@@ -8,6 +8,7 @@ import { sessionToken } from './token.js';
  * @typedef {object} CallOptions
  * @property {AbortSignal} [signal] frees the connection at once; the work behind it runs on to its end
  * @property {string} [job] the title of its row, for a call that may take long
+ * @property {(answer: any) => string} [said] what the row says of an answer
  */
 
 /** Calls that may hold their connection for minutes, with the title of their row. */
@@ -114,10 +115,10 @@ export function errorWords(body) {
  * @param {CallOptions} options
  * @param {(signal?: AbortSignal) => Promise<any>} request
  */
-function scheduled(route, { signal, job }, request) {
+function scheduled(route, { signal, job, said }, request) {
   const title = job ?? LONG_ROUTES.get(route);
   if (!title) return request(signal);
-  return run(title, request, { queued: LONG_ROUTES.has(route), signal });
+  return run(title, request, { queued: LONG_ROUTES.has(route), signal, said });
 }
 
 /**

@@ -2,6 +2,7 @@
 
 import { html } from 'htm/preact';
 import { render } from 'preact';
+import { runCommand } from '../shell/commands.js';
 import { IconButton } from '../shell/places.js';
 import { markOf } from '../stores/changes.js';
 import { changeAt, changeBeside, revertChange } from './changebars.js';
@@ -82,6 +83,11 @@ function Peek({ change, line }) {
     revertChange(line);
     activeView()?.focus();
   };
+  const stage = () => {
+    back();
+    activeView()?.reveal(line);
+    return runCommand('changes.stage');
+  };
   /** @param {KeyboardEvent} event */
   const onKey = (event) => {
     if (event.key !== 'Escape') return;
@@ -95,6 +101,7 @@ function Peek({ change, line }) {
       <span>Change ${at + 1} of ${count} <span class="change-peek-words">${words}</span></span>
       <${IconButton} icon="arrow-up" label="Previous Change" onClick=${() => stepTo(-1)} />
       <${IconButton} icon="arrow-down" label="Next Change" onClick=${() => stepTo(1)} />
+      <${IconButton} icon="add" label="Stage Change" onClick=${stage} />
       ${!frontBuffer.value?.readOnly && html`<${IconButton} icon="discard" label="Revert Change" onClick=${revert} />`}
       <${IconButton} icon="close" label="Close" onClick=${back} />
     </header>

@@ -3,13 +3,17 @@
 import { html } from 'htm/preact';
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { zoom } from '../look/zoom.js';
+import { commandById, enabled, runCommand } from '../shell/commands.js';
 import { icon } from '../shell/icons.js';
 import { showMenu } from '../shell/menus.js';
 import { IconButton } from '../shell/places.js';
 import { gitEpoch, gitFailure, gitState, readSides, repoFor } from '../stores/git.js';
 import { diffRule } from '../stores/gitdiffs.js';
+import { readCommitSides } from '../stores/historydetail.js';
 import { isOutside } from '../stores/gitstatus.js';
 import { inlineDiff, toggleInline } from './diff.js';
+import { enterDiff } from './diffremark.js';
+import { enterSides } from './hunkactions.js';
 import { editorHost } from './lazy.js';
 import { OutsideBanner } from './outsideview.js';
 import { bufferOf, cursor, diffViews, documents, tabs, titleOf } from './state.js';
@@ -36,7 +40,7 @@ export function DiffView({ tab, kind, group }) {
   useEffect(() => giveFocus(group), [failure]);
   const name = titleOf(tab.id);
   return html`<div class="diff">
-    <${DiffBar} id=${tab.id} words=${diffRule(kind).words} group=${group} changes=${changes} />
+    <${DiffBar} id=${tab.id} kind=${kind} group=${group} changes=${changes} />
     ${typeof sides?.right === 'object' && html`<${OutsideBanner} id=${tab.id} buffer=${sides.right} />`}
     ${failure && html`<p class="pane-note" role="alert" tabindex="0">Could not compare ${name}: ${failure}</p>`}
     ${!failure && !sides && html`<p class="pane-note" role="status">Comparing ${name}…</p>`}
@@ -54,9 +58,24 @@ export function DiffView({ tab, kind, group }) {
   </div>`;
 }
 
-/** @param {{id: string, words: [string, string], group: string, changes: number | null}} props */
-function DiffBar({ id, words, group, changes }) {
+/** What the bar offers for parts of a comparison; by keys and menu the selected lines alone, too. @type {Record<string, [string, string][]>} */
+const kParts = {
+  diff: [
+    ['add', 'changes.stage'],
+    ['discard', 'changes.discard'],
+  ],
+  'diff-staged': [['remove', 'changes.unstage']],
+};
+
+/** @param {{id: string, kind: import('../stores/gitdiffs.js').DiffKind, group: string, changes: number | null}} props */
+function DiffBar({ id, kind, group, changes }) {
+  const { words } = diffRule(kind);
   const steps = () => diffViews.get(group)?.steps;
+  /** @param {string} command */
+  const run = (command) => {
+    if (tabs.value.active !== group) tabs.value = { ...tabs.value, active: group };
+    return runCommand(command);
+  };
   return html`<div class="compare-bar" role="toolbar" aria-label="Comparison">
     <span class="compare-words">
       ${words[0]} ${icon('arrow-right')} ${words[1]}
@@ -64,6 +83,7 @@ function DiffBar({ id, words, group, changes }) {
     </span>
     <${IconButton} icon="arrow-up" label="Previous Change" onClick=${() => steps()?.previousChange()} />
     <${IconButton} icon="arrow-down" label="Next Change" onClick=${() => steps()?.nextChange()} />
+    ${changes !== 0 && kParts[kind]?.map(([name, command]) => html`<${IconButton} icon=${name} command=${command} onClick=${() => run(command)} />`)}
     <${IconButton} icon="list-flat" label="Inline View" pressed=${inlineDiff.value} onClick=${toggleInline} />
     ${!isOutside(id) && html`<${IconButton} icon="go-to-file" label="Open File" onClick=${() => openFile(id)} />`}
   </div>`;
@@ -125,7 +145,8 @@ function noRepository() {
  * @param {import('../stores/gitdiffs.js').DiffKind} kind
  */
 async function readBoth(file, kind) {
-  const { left, right } = diffRule(kind);
+  const { left, right, commit } = diffRule(kind);
+  if (commit) return readCommitSides(file, commit);
   const [older, newer] = await Promise.all([readSides(file, left), right ? readSides(file, right) : null]);
   return { left: older.original, right: newer ? newer.original : older.modified };
 }
@@ -161,7 +182,21 @@ function DiffTexts({ tab, kind, group, sides, onChanges }) {
         readOnly: buffer?.readOnly !== '',
       });
       view.current = made;
-      leave = enter(made, tab.key, group, buffer?.readOnly === '', onChanges);
+      const leaveGroup = enter(made, tab.key, group, buffer?.readOnly === '', onChanges);
+      const leaveSides = enterSides(group, {
+        key: tab.key,
+        views: { old: made.leftView, now: made.rightView },
+        left: () => latest.current.left,
+        right: () => linesOf(latest.current.right),
+      });
+      const textOf = (/** @type {'old' | 'new'} */ side) =>
+        side === 'old' ? latest.current.left : linesOf(latest.current.right).join('\n');
+      const leaveRemarks = enterDiff(group, { id: tab.id, kind, made, text: textOf });
+      leave = () => {
+        leaveRemarks();
+        leaveSides();
+        leaveGroup();
+      };
     });
     const stopKeeping = buffer?.onEdit(() => keep(tab.key));
     return () => {
@@ -178,6 +213,9 @@ function DiffTexts({ tab, kind, group, sides, onChanges }) {
   return html`<div class="diff-view" ref=${place}></div>`;
 }
 
+/** @param {Sides['right']} right */
+const linesOf = (right) => (typeof right === 'string' ? right.split('\n') : right.doc.lines());
+
 /**
  * Makes a comparison known to keys, menus and the status bar. The result takes it out again.
  * @param {Compare} made
@@ -191,8 +229,8 @@ function enter(made, key, group, editable, onChanges) {
   diffViews.set(group, { key, view: rightView, steps: made });
   made.onChanges(onChanges);
   for (const side of [leftView, rightView]) {
-    const items = sideMenu(side, side === rightView && editable);
-    side.onMenu((x, y) => void showMenu({ x, y, label: 'Text', items }));
+    const mayType = side === rightView && editable;
+    side.onMenu((x, y) => void showMenu({ x, y, label: 'Text', items: sideMenu(side, mayType) }));
     side.onFocus(() => {
       if (tabs.value.active !== group) tabs.value = { ...tabs.value, active: group };
     });
@@ -220,6 +258,14 @@ const kSideActions = [
   ['Undo', 'undo'],
 ];
 
+const kPartCommands = ['stage', 'unstage', 'discard'].flatMap((what) => [`changes.${what}`, `changes.${what}Lines`]);
+
+/** @param {string} id */
+function usable(id) {
+  const command = commandById(id);
+  return command !== undefined && enabled(command);
+}
+
 /**
  * @param {Compare['leftView']} side
  * @param {boolean} editable
@@ -233,7 +279,12 @@ function sideMenu(side, editable) {
       side.run(action);
     },
   }));
+  const parts = kPartCommands.filter((id) => usable(id)).map((command) => ({ command }));
   return [
+    ...parts,
+    ...(parts.length ? [{ kind: /** @type {const} */ ('separator') }] : []),
+    { command: 'basket.remark' },
+    { kind: /** @type {const} */ ('separator') },
     { command: 'changes.previous' },
     { command: 'changes.next' },
     { command: 'diff.inline' },

@@ -337,6 +337,9 @@ function handleOf(editor) {
   };
 }
 
+/** Several may be in one view. */
+let lastInserted = 0;
+
 /**
  * Room among the lines lies under the text and takes no clicks, so the element itself floats above it.
  * @param {monaco.editor.ICodeEditor} editor
@@ -345,8 +348,9 @@ function handleOf(editor) {
  * @param {HTMLElement} element
  */
 function insertBelow(editor, line, rows, element) {
+  const id = `marlin.inserted.${++lastInserted}`;
   const widget = {
-    getId: () => 'marlin.inserted',
+    getId: () => id,
     getDomNode: () => element,
     getPosition: () => null,
   };

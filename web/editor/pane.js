@@ -13,6 +13,7 @@ import { DiffView } from './diffview.js';
 import { openDocument, retryDocument } from './documents.js';
 import { OutsideBanner } from './outsideview.js';
 import { closeOne, giveFocus } from './tabactions.js';
+import { pageOf } from './pages.js';
 import { bufferOf, documents, titleOf } from './state.js';
 import { TextView } from './textview.js';
 
@@ -39,6 +40,7 @@ function Other({ tab, group }) {
   const content = documents.value.get(tab.id)?.content.value ?? { kind: 'loading' };
   useEffect(() => giveFocus(group), [content.kind]);
   if (tab.kind === 'plan') return html`<${PlanDocument} id=${tab.id} />`;
+  if (tab.kind === 'page') return html`<${PageBody} id=${tab.id} group=${group} />`;
   if (isDiff(tab.kind)) return html`<${DiffView} tab=${tab} kind=${tab.kind} group=${group} />`;
   if (content.kind === 'loading')
     return html`<p class="pane-note" role="status">Opening ${titleOf(tab.id)}…</p>`;
@@ -46,6 +48,14 @@ function Other({ tab, group }) {
   if (content.kind === 'facts') return html`<${FilePreview} info=${content.info} />`;
   if (tab.kind === 'markdown') return html`<${MarkdownPreview} id=${tab.id} buffer=${content.buffer} />`;
   return html`<${CompareView} id=${tab.id} group=${group} buffer=${content.buffer} />`;
+}
+
+/** @param {{id: string, group: string}} props */
+function PageBody({ id, group }) {
+  const page = pageOf(id);
+  if (!page) return html`<p class="pane-note" tabindex="0">This page cannot be shown any more.</p>`;
+  const { component: Page, arg } = page;
+  return html`<${Page} key=${id} arg=${arg} id=${id} group=${group} />`;
 }
 
 /** @param {{tab: import('../stores/tabs.js').Tab, group: string, words: string}} props */

@@ -3,6 +3,7 @@
 import { computed, signal } from '@preact/signals';
 import { diffRule, isDiff } from '../stores/gitdiffs.js';
 import { activeTab, allTabs, emptyTabs } from '../stores/tabs.js';
+import { isPage, pageOf } from './pages.js';
 
 /**
  * @typedef {import('../stores/buffers.js').TextBuffer} TextBuffer
@@ -68,7 +69,14 @@ export function isUntitled(id) {
  */
 export function titleOf(id) {
   if (id.startsWith('plan:')) return 'Plan of Claude';
+  if (isPage(id)) return pageTitle(id);
   return bufferOf(id)?.name.value ?? id.slice(id.lastIndexOf('/') + 1);
+}
+
+/** @param {string} id */
+function pageTitle(id) {
+  const page = pageOf(id);
+  return page ? page.title(page.arg) : 'Page';
 }
 
 /**

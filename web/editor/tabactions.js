@@ -11,6 +11,7 @@ import {
   keepTab,
   moveTab,
   openTab,
+  pageTabId,
   splitGroup,
   tabsToClose,
   takeClosed,
@@ -51,6 +52,19 @@ export async function openFile(
   await openDocument(path).ready;
   if (focus) focusGroup(shownIn);
   if (line !== undefined) revealWhenShown(shownIn, path, { line, column, end });
+}
+
+/**
+ * Shows a panel's page as a tab (pages.js).
+ * @param {string} name
+ * @param {string} arg
+ * @param {{preview?: boolean, focus?: boolean}} [options]
+ */
+export function openPage(name, arg, { preview = false, focus = true } = {}) {
+  const { state, replaced } = openTab(tabs.value, { kind: 'page', id: pageTabId(name, arg), preview });
+  tabs.value = state;
+  if (replaced) releaseDocument(replaced.id);
+  if (focus) focusGroup(state.active);
 }
 
 /**
@@ -125,6 +139,8 @@ function focusTarget(pane, group) {
     return /** @type {HTMLElement | null} */ (pane.querySelector('.diff [role="alert"]'));
   }
   if (pane.querySelector('.text-view:not([hidden]) .view-line')) return textViews.get(group);
+  const first = pane.querySelector('.text-view[hidden] ~ * [data-first-focus]');
+  if (first instanceof HTMLElement) return first;
   const other = '.text-view[hidden] ~ * [tabindex="0"], .text-view[hidden] ~ [tabindex="0"]';
   return /** @type {HTMLElement | null} */ (pane.querySelector(other));
 }
@@ -235,8 +251,13 @@ export async function reopenClosed() {
   tabs.value = state;
   if (!tab) return;
   const group = state.groups.some((each) => each.id === tab.group) ? tab.group : undefined;
+  const index = group ? tab.index : undefined;
+  if (tab.kind === 'page') {
+    tabs.value = openTab(state, { ...tab, group, index }).state;
+    return focusGroup(tabs.value.active);
+  }
   if (isUntitled(tab.id)) return reopenClosed(); // its text is gone for good
-  await openFile(tab.id, { kind: tab.kind, group, index: group ? tab.index : undefined });
+  await openFile(tab.id, { kind: tab.kind, group, index });
 }
 
 /** @param {'row' | 'column'} direction */

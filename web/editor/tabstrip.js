@@ -24,7 +24,7 @@ import { bufferOf, isUntitled, tabs, titleOf } from './state.js';
  */
 const dragged = signal(null);
 
-const kKindPrefix = { text: '', markdown: 'Preview of ', compare: 'Compare ', plan: '' };
+const kKindPrefix = { text: '', markdown: 'Preview of ', compare: 'Compare ', plan: '', page: '' };
 
 /** @param {Tab} tab */
 function tabTitle({ kind, id }) {

@@ -42,7 +42,7 @@ const kLanguageMenu = [
 ];
 
 /** Of a text with changes, or in a repository; left out where they mean nothing. */
-const kChangeMenu = ['changes.peek', 'changes.revert', 'scm.compareStaged'];
+const kChangeMenu = ['changes.peek', 'changes.stage', 'changes.stageLines', 'changes.revert', 'scm.compareStaged', 'history.show'];
 
 function textMenu() {
   const usable = (/** @type {string[]} */ ids) => ids.filter((id) => commandById(id)?.when?.());

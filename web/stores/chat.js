@@ -1,42 +1,22 @@
-// The conversation as signals: takes the CLI's lines from the bridge, keeps what is known in one value, and
-// tells the views what changed. Settled things are told at once, the growing end once a frame.
+// The chat's conversation: its lines from the bridge, whether the CLI runs, and the CLI's answers to requests.
 
-import { batch, computed, signal } from '@preact/signals';
+import { signal } from '@preact/signals';
 import { BridgeError, call, get } from '../bridge/api.js';
 import { on, onReconnect } from '../bridge/events.js';
-import { TRANSCRIPT_CHARS } from './chathistory.js';
 import { LineKeeper } from './chatkeep.js';
-import { afterLine, emptyTalk } from './chatstream.js';
-import { clipped, parseRecord, recordOf, slim, textOf } from './chatwire.js';
+import { TalkStore } from './chattalk.js';
+import { parseRecord, recordOf, slim, textOf } from './chatwire.js';
 import { note } from './log.js';
 
-/** Characters of standard error, and raw lines, that the drawer shows. */
-export const STDERR_CHARS = 65536;
-export const RAW_LINES = 300;
-export const RAW_LINE_CHARS = 20000;
 /** Descriptions of commands can be long, and only their beginning is shown. */
 const INTRODUCTION_CHARS = 500;
 /** A control request that is not answered by then never will be. */
 export const ANSWER_WITHIN_MS = 20000;
 
-/** @typedef {import('./chatstream.js').Talk} Talk */
+export const chat = new TalkStore();
 
-let talk = emptyTalk();
-
-/** @type {import('@preact/signals').Signal<readonly import('./chatstream.js').Item[]>} */
-export const items = signal(talk.items);
-export const dropped = signal(0);
-/** @type {import('@preact/signals').Signal<readonly import('./chattail.js').TailBlock[]>} */
-export const tail = signal(talk.tail.blocks);
-/** @type {import('@preact/signals').Signal<readonly import('./chatquestions.js').Question[]>} */
-export const questions = signal(talk.questions);
-export const usage = signal(talk.usage);
-export const announced = signal(talk.announced);
-export const sessionId = signal('');
-export const mode = signal('');
-export const model = signal('');
-export const busy = signal(false);
-export const status = signal('');
+export const { items, dropped, tail, questions, usage, announced, sessionId, mode, model, busy, status } = chat;
+export const { stderr, rawLines, rawShown, isEmpty } = chat;
 
 /** Whether the CLI runs, where it was found, and who is signed in. */
 export const running = signal(false);
@@ -44,31 +24,8 @@ export const executable = signal('');
 /** Nothing is said about the CLI before the bridge has answered once. */
 export const statusKnown = signal(false);
 
-export const stderr = signal('');
-/** The newest lines as they came, for the drawer. @type {import('@preact/signals').Signal<string[]>} */
-export const rawLines = signal([]);
-export const rawShown = signal(false);
-export const isEmpty = computed(() => items.value.length === 0 && tail.value.length === 0);
-
-/** @type {string[]} */
-let raw = [];
-/**
- * The conversation in its kept form, for the transcript; the oldest go when it is twice what that takes.
- * @type {string[]}
- */
-let lines = [];
-let lineChars = 0;
-/** @type {LineKeeper | null} */
-let keeper = null;
-
-/** @type {Set<() => void>} */
-const turnEndings = new Set();
-
 /** Calls `fn` when a turn has ended and the views know it. @param {() => void} fn */
-export function onTurnEnd(fn) {
-  turnEndings.add(fn);
-  return () => void turnEndings.delete(fn);
-}
+export const onTurnEnd = (fn) => chat.onTurnEnd(fn);
 
 /**
  * Takes up what a reload left and listens from now on.
@@ -76,65 +33,36 @@ export function onTurnEnd(fn) {
  * @param {string} session
  */
 export function connectTalk(storage, session) {
-  keeper = new LineKeeper(storage, session);
-  showLines(keeper.load());
-  const open = keeper.kept('questions');
-  if (Array.isArray(open)) {
-    talk = { ...talk, questions: open.filter((one) => typeof one?.id === 'string' && one.id) };
-  }
-  publish();
+  chat.keepWith(new LineKeeper(storage, session));
   on('agent.event', ({ line }) => takeLine(textOf(line)));
-  on('agent.stderr', ({ text }) => {
-    stderr.value = (stderr.value + textOf(text)).slice(-STDERR_CHARS);
-  });
+  on('agent.stderr', ({ text }) => chat.takeStderr(textOf(text)));
   on('agent.exit', ({ code }) => ended(code));
   onReconnect(readAgain);
 }
 
 /** What was kept of this run. */
-export const keptValue = (/** @type {string} */ name) => keeper?.kept(name);
+export const keptValue = (/** @type {string} */ name) => chat.keeper?.kept(name);
 
 /**
  * @param {string} name
  * @param {unknown} value
  */
-export const keepValue = (name, value) => keeper?.keep(name, value) ?? false;
+export const keepValue = (name, value) => chat.keeper?.keep(name, value) ?? false;
 
 /** Whether the storage has already lost the beginning of the conversation. */
-export const beginningLost = () => (keeper?.first ?? 0) > 0;
+export const beginningLost = () => (chat.keeper?.first ?? 0) > 0;
 
 /** The conversation's lines in their kept form. */
-export const keptLines = () => lines;
+export const keptLines = () => chat.lines;
 
 /** @param {string[]} whole with the beginning that the tab's storage had no room for */
-export function setKeptLines(whole) {
-  lines = whole;
-  lineChars = charsOf(whole);
-}
-
-/** @param {readonly string[]} list */
-const charsOf = (list) => list.reduce((sum, line) => sum + line.length, 0);
+export const setKeptLines = (whole) => chat.setKeptLines(whole);
 
 /**
  * Begins anew with the lines of an earlier conversation, or none.
  * @param {readonly string[]} kept
  */
-export function showTalk(kept) {
-  keeper?.clear();
-  for (const line of kept) keeper?.add(line);
-  showLines(kept);
-  publish();
-}
-
-/** @param {readonly string[]} kept */
-function showLines(kept) {
-  talk = emptyTalk();
-  setKeptLines([...kept]);
-  raw = [];
-  stderr.value = '';
-  // Remarks were noted when the lines came.
-  for (const line of kept) talk = afterLine(talk, line).talk;
-}
+export const showTalk = (kept) => chat.show(kept);
 
 let spoken = 0;
 
@@ -143,39 +71,15 @@ export const spokenLines = () => spoken;
 
 /** @param {string} line */
 function takeLine(line) {
-  raw.push(clipped(line, RAW_LINE_CHARS));
-  if (raw.length > RAW_LINES * 2) raw = raw.slice(-RAW_LINES);
   if (!settleAnswer(line)) spoken += 1;
-  apply(line);
-}
-
-/** @param {string} line */
-function apply(line) {
-  const before = talk;
-  const { talk: next, remarks } = afterLine(talk, line);
-  talk = next;
-  for (const { text, detail } of remarks) note('event', text, detail);
-  remember(line);
-  publishSoon(before);
-  if (before.busy && !talk.busy) for (const fn of [...turnEndings]) fn();
-}
-
-/** @param {string} line */
-function remember(line) {
-  const form = keeper?.add(line) ?? '';
-  if (!form) return;
-  lines.push(form);
-  lineChars += form.length;
-  if (lineChars > 2 * TRANSCRIPT_CHARS) setKeptLines(lines.slice(Math.ceil(lines.length / 2)));
+  chat.takeLine(line);
 }
 
 /**
  * Puts a record of the page's own beside the CLI's lines.
  * @param {Record<string, unknown> & {kind: string}} record
  */
-export function record(record) {
-  apply(JSON.stringify({ type: 'marlin', ...record }));
-}
+export const record = (record) => chat.record(record);
 
 /** Set while the user has asked for the end, so that it is no failure. */
 let endWanted = false;
@@ -218,68 +122,14 @@ async function readAgain() {
   }
 }
 
-// What the views see
-
-let framed = false;
-
-/** @param {Talk} before */
-function publishSoon(before) {
-  const { tail: open, ...rest } = talk;
-  // A delta changes the tail alone, and there are hundreds a second.
-  const quiet = Object.entries(rest).every(
-    ([key, value]) => before[/** @type {keyof Talk} */ (key)] === value,
-  );
-  if (!quiet) publish();
-  else if (open !== before.tail && !framed) {
-    framed = true;
-    nextFrame(() => {
-      framed = false;
-      publish();
-    });
-  } else if (rawShown.value) rawLines.value = raw.slice(-RAW_LINES);
-}
-
-/** @param {() => void} fn */
-function nextFrame(fn) {
-  // Stores are also tested where there are no frames.
-  if (typeof requestAnimationFrame === 'function') requestAnimationFrame(fn);
-  else setTimeout(fn, 16);
-}
-
-function publish() {
-  const open = talk.questions !== questions.value;
-  batch(() => {
-    items.value = talk.items;
-    dropped.value = talk.dropped;
-    tail.value = talk.tail.blocks;
-    questions.value = talk.questions;
-    usage.value = talk.usage;
-    announced.value = talk.announced;
-    sessionId.value = talk.sessionId;
-    mode.value = talk.mode;
-    model.value = talk.model;
-    busy.value = talk.busy;
-    status.value = talk.status;
-    if (rawShown.value) rawLines.value = raw.slice(-RAW_LINES);
-  });
-  // Apart from the lines: these may be dropped while the question still waits.
-  if (open) keeper?.keep('questions', talk.questions);
-}
-
 /** @param {boolean} shown whether anybody looks at the raw lines */
-export function showRaw(shown) {
-  rawShown.value = shown;
-  if (shown) rawLines.value = raw.slice(-RAW_LINES);
-}
+export const showRaw = (shown) => chat.showRaw(shown);
 
 /**
  * Changes what is known without a line: a mode that was set, an answer to a question of the page.
- * @param {(talk: Talk) => Talk} change
+ * @param {(talk: import('./chatstream.js').Talk) => import('./chatstream.js').Talk} change
  */
-export function amend(change) {
-  talk = change(talk);
-  publish();
-}
+export const amend = (change) => chat.amend(change);
 
 /** @param {unknown} answer to "initialize" */
 export function takeIntroduction(answer) {

@@ -12,9 +12,7 @@ export const KEPT_TEXT = 16384;
 /** Lines come in bursts, and writing each would hold up the page. */
 export const WRITE_AFTER_MS = 250;
 
-const SESSION = 'marlin-chat';
-const PIECE = 'marlin-chat-lines:';
-const SIDE = 'marlin-chat-side:';
+const CHAT = 'marlin-chat';
 
 /**
  * The form in which a line is kept; "" for one that a later line makes superfluous.
@@ -33,10 +31,15 @@ export class LineKeeper {
   /**
    * @param {Pick<Storage, 'getItem' | 'setItem' | 'removeItem'>} storage
    * @param {string} session differs from run to run of the program; another run's lines are not taken up
+   * @param {{name?: string, most?: number}} [options] the beginning of the keys, and how many characters to keep
    */
-  constructor(storage, session) {
+  constructor(storage, session, { name = CHAT, most = KEPT_CHARS } = {}) {
     this.storage = storage;
     this.session = session;
+    this.headKey = name;
+    this.pieceKey = `${name}-lines:`;
+    this.sideKey = `${name}-side:`;
+    this.most = most;
     /** Numbers of the pieces that are there: from first to last. */
     this.first = 0;
     this.last = 0;
@@ -51,7 +54,7 @@ export class LineKeeper {
 
   /** Takes up what an earlier page of the same run kept. @returns {string[]} */
   load() {
-    const head = parseRecord(this.storage.getItem(SESSION) ?? '');
+    const head = parseRecord(this.storage.getItem(this.headKey) ?? '');
     if (head?.session !== this.session) {
       this.clear();
       return [];
@@ -60,7 +63,7 @@ export class LineKeeper {
     this.last = Number(head.last) || 0;
     const pieces = [];
     for (let number = this.first; number <= this.last; number++) {
-      pieces.push((this.storage.getItem(PIECE + number) ?? '').split('\n').filter(Boolean));
+      pieces.push((this.storage.getItem(this.pieceKey + number) ?? '').split('\n').filter(Boolean));
     }
     this.sizes = pieces.map((lines) => sizeOf(lines));
     this.open = pieces.at(-1) ?? [];
@@ -90,11 +93,11 @@ export class LineKeeper {
     this.open = [];
     this.openChars = 0;
     this.sizes.push(0);
-    while (this.sizes.length > 1 && this.sizes.reduce((sum, size) => sum + size, 0) > KEPT_CHARS) this.drop();
+    while (this.sizes.length > 1 && this.sizes.reduce((sum, size) => sum + size, 0) > this.most) this.drop();
   }
 
   drop() {
-    this.storage.removeItem(PIECE + this.first);
+    this.storage.removeItem(this.pieceKey + this.first);
     this.first += 1;
     this.sizes.shift();
   }
@@ -110,8 +113,8 @@ export class LineKeeper {
   write() {
     const { session, first, last } = this;
     try {
-      this.storage.setItem(PIECE + last, this.open.join('\n'));
-      this.storage.setItem(SESSION, JSON.stringify({ session, first, last }));
+      this.storage.setItem(this.pieceKey + last, this.open.join('\n'));
+      this.storage.setItem(this.headKey, JSON.stringify({ session, first, last }));
       return true;
     } catch {
       return false; // the storage is full
@@ -122,10 +125,10 @@ export class LineKeeper {
   clear() {
     clearTimeout(this.timer);
     this.timer = undefined;
-    const head = parseRecord(this.storage.getItem(SESSION) ?? '');
+    const head = parseRecord(this.storage.getItem(this.headKey) ?? '');
     const last = Math.max(this.last, Number(head?.last) || 0);
     for (let number = Math.min(this.first, Number(head?.first) || 0); number <= last; number++) {
-      this.storage.removeItem(PIECE + number);
+      this.storage.removeItem(this.pieceKey + number);
     }
     this.first = 0;
     this.last = 0;
@@ -142,17 +145,17 @@ export class LineKeeper {
    */
   keep(name, value) {
     try {
-      this.storage.setItem(SIDE + name, JSON.stringify({ session: this.session, value }));
+      this.storage.setItem(this.sideKey + name, JSON.stringify({ session: this.session, value }));
       return true;
     } catch {
-      this.storage.removeItem(SIDE + name); // an old value would come back instead
+      this.storage.removeItem(this.sideKey + name); // an old value would come back instead
       return false;
     }
   }
 
   /** @param {string} name @returns {any} undefined when nothing was kept in this run */
   kept(name) {
-    const record = parseRecord(this.storage.getItem(SIDE + name) ?? '');
+    const record = parseRecord(this.storage.getItem(this.sideKey + name) ?? '');
     return record?.session === this.session ? record.value : undefined;
   }
 }

@@ -2,10 +2,11 @@
 // it, a reload keeps it, and it ends with its question.
 
 import { effect, signal, untracked } from '@preact/signals';
-import { keepValue, keptValue, questions } from './chat.js';
+import { keepValue, keptValue } from './chat.js';
 import { planReply } from './chatplan.js';
-import { answering } from './chatsession.js';
+import { ownerOf, questionKey } from './chatquestions.js';
 import { listOf, recordOf, textOf } from './chatwire.js';
+import { isBeingAnswered, keysOf, mayBeOpen, openQuestions } from './openquestions.js';
 
 /**
  * @typedef {object} PlanDraft
@@ -15,15 +16,16 @@ import { listOf, recordOf, textOf } from './chatwire.js';
  * @property {string} mode to carry it out in
  */
 
-/** By the question's id. @type {import('@preact/signals').Signal<ReadonlyMap<string, PlanDraft>>} */
+/** By the question's key. @type {import('@preact/signals').Signal<ReadonlyMap<string, PlanDraft>>} */
 export const drafts = signal(new Map());
 
 const KEY = 'plans';
 const FIRST_MODE = 'acceptEdits';
 
 /** @param {import('./chatquestions.js').Question} question @returns {PlanDraft} */
-export function draftOf({ id, input }) {
-  return drafts.value.get(id) ?? { plan: textOf(input.plan), comments: [], general: '', mode: FIRST_MODE };
+export function draftOf(question) {
+  const fresh = { plan: textOf(question.input.plan), comments: [], general: '', mode: FIRST_MODE };
+  return drafts.value.get(questionKey(question)) ?? fresh;
 }
 
 /**
@@ -31,7 +33,7 @@ export function draftOf({ id, input }) {
  * @param {Partial<PlanDraft>} change
  */
 export function changeDraft(question, change) {
-  setDrafts(new Map(drafts.value).set(question.id, { ...draftOf(question), ...change }));
+  setDrafts(new Map(drafts.value).set(questionKey(question), { ...draftOf(question), ...change }));
 }
 
 /** @param {ReadonlyMap<string, PlanDraft>} next */
@@ -43,19 +45,20 @@ function setDrafts(next) {
 /**
  * Takes up what a reload left. When a plan goes without an answer of the user, `rescue` gets what was
  * written on it.
- * @param {(words: string) => void} rescue
+ * @param {(words: string, owner: string) => void} rescue
  */
 export function startDrafts(rescue) {
   drafts.value = new Map(listOf(keptValue(KEY)).map(restored).filter(([id]) => id !== ''));
   return effect(() => {
-    const open = new Set(questions.value.map(({ id }) => id));
-    const gone = [...drafts.peek()].filter(([id]) => !open.has(id));
+    const open = keysOf(openQuestions.value);
+    const gone = [...drafts.peek()].filter(([key]) => !open.has(key) && !mayBeOpen(key));
     if (!gone.length) return;
-    setDrafts(new Map([...drafts.peek()].filter(([id]) => open.has(id))));
-    for (const [id, { plan, comments, general }] of gone) {
+    const ended = new Set(gone.map(([key]) => key));
+    setDrafts(new Map([...drafts.peek()].filter(([key]) => !ended.has(key))));
+    for (const [key, { plan, comments, general }] of gone) {
       // While an answer is on its way, it is what ended the question.
-      const words = answering.peek().has(id) ? '' : planReply(plan, comments, general);
-      if (words) untracked(() => rescue(words));
+      const words = untracked(() => isBeingAnswered(key)) ? '' : planReply(plan, comments, general);
+      if (words) untracked(() => rescue(words, ownerOf(key)));
     }
   });
 }

@@ -14,6 +14,7 @@ import { listOf, recordOf, textOf } from './chatwire.js';
  * @property {Record<string, any>} input as the CLI sent it
  * @property {any[]} suggestions rules that the CLI proposes for "always"
  * @property {string} reason why it asks, in the CLI's words
+ * @property {string} [owner] the background task that asks; without one it is the chat
  *
  * @typedef {{question: string, header: string, many: boolean, options: {label: string, description: string}[]}} Choice
  *
@@ -51,6 +52,15 @@ export function questionOf(line) {
   if (question.kind === 'choice' && !choicesOf(question).length) return { ...question, kind: 'tool' };
   return question;
 }
+
+/**
+ * What tells a question from all others of the page: two CLIs may give theirs the same id.
+ * @param {Pick<Question, 'id' | 'owner'>} question
+ */
+export const questionKey = ({ id, owner }) => (owner ? `${owner} ${id}` : id);
+
+/** The task that a question of this key belongs to, "" for the chat. @param {string} key */
+export const ownerOf = (key) => /^(t\d+-\d+) /.exec(key)?.[1] ?? '';
 
 /**
  * @param {readonly Question[]} list

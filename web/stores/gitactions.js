@@ -20,7 +20,7 @@ const encoder = new TextEncoder();
  * repository, so no other name may go out.
  * @param {Repo} repo
  */
-function known({ name, root }) {
+export function known({ name, root }) {
   const found = repos.value.find((one) => one.name === name && one.root === root && one.isRepo);
   if (!found) throw new Error(`${name} is not among the repositories any more`);
   return found;
@@ -31,7 +31,7 @@ function known({ name, root }) {
  * @param {string} words what is done, as the panel and the tray say it: "Push"
  * @param {() => Promise<any>} work
  */
-async function during({ name }, words, work) {
+export async function during({ name }, words, work) {
   busy.value = new Map(busy.value).set(name, words);
   try {
     return await work();
@@ -192,7 +192,18 @@ export async function conflictNames(repo) {
  * @param {string} told
  */
 export function conflictsLike(whole, told) {
-  return whole.filter((name) => name === told || name.endsWith(` ${told}`));
+  return whole.filter((name) => [name, inStatus(name)].some((one) => one === told || one.endsWith(` ${told}`)));
+}
+
+/**
+ * A name as git's status writes it: quoted when it holds a quote or what cannot be seen.
+ * @param {string} name
+ */
+function inStatus(name) {
+  if (!/["\\\x00-\x1f\x7f]/.test(name)) return name;
+  const named = /** @type {Record<string, string>} */ ({ '"': '\\"', '\\': '\\\\', '\n': '\\n', '\t': '\\t', '\r': '\\r' });
+  const octal = (/** @type {string} */ sign) => `\\${sign.charCodeAt(0).toString(8).padStart(3, '0')}`;
+  return `"${name.replace(/["\\\x00-\x1f\x7f]/g, (sign) => named[sign] ?? octal(sign))}"`;
 }
 
 /**

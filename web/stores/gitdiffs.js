@@ -1,12 +1,14 @@
 // The comparisons that a tab can show: what stands left and right of each.
 
 /**
- * @typedef {'diff' | 'diff-staged' | 'diff-head' | `diff-with:${string}`} DiffKind
+ * @typedef {'diff' | 'diff-staged' | 'diff-head' | `diff-with:${string}` | `diff-commit:${string}`} DiffKind
+ * @typedef {{hash: string, parent: string, old: string}} InCommit `parent` is "" for a first commit, `old` the path in it
  * @typedef {object} DiffRule
  * @property {string} left a revision as git's "show" takes it; ":0" is the index
  * @property {string} right a revision, or "" for the file as it is, which can be edited
  * @property {[string, string]} words what the sides are
  * @property {string} suffix behind the name of the file in its tab
+ * @property {InCommit} [commit] whose change of the file is shown
  */
 
 /** @type {Record<string, DiffRule>} */
@@ -25,13 +27,25 @@ const kWith = 'diff-with:';
  */
 export const diffWith = (branch) => `diff-with:${branch}`;
 
+const kInCommit = /^diff-commit:([0-9a-f]{7,40}):([0-9a-f]{7,40})?:([^]*)$/;
+
+/**
+ * What a commit did to a file.
+ * @param {InCommit} commit
+ * @returns {DiffKind}
+ */
+export const diffIn = ({ hash, parent, old }) => `diff-commit:${hash}:${parent}:${old}`;
+
+/** @param {string} rev */
+const shown = (rev) => (/^[0-9a-f]{40}$/.test(rev) ? rev.slice(0, 7) : rev);
+
 /**
  * @param {unknown} kind
  * @returns {kind is DiffKind}
  */
 export function isDiff(kind) {
   if (typeof kind !== 'string') return false;
-  return Object.hasOwn(kDiffs, kind) || (kind.startsWith(kWith) && kind !== kWith);
+  return Object.hasOwn(kDiffs, kind) || (kind.startsWith(kWith) && kind !== kWith) || kInCommit.test(kind);
 }
 
 /**
@@ -39,9 +53,14 @@ export function isDiff(kind) {
  * @returns {DiffRule}
  */
 export function diffRule(kind) {
+  const [, hash = '', parent = '', old = ''] = kInCommit.exec(kind) ?? [];
+  if (hash) {
+    const words = /** @type {[string, string]} */ ([parent ? shown(parent) : 'Nothing', shown(hash)]);
+    return { left: parent, right: hash, words, suffix: ` (${shown(hash)})`, commit: { hash, parent, old } };
+  }
   if (!kind.startsWith(kWith)) return kDiffs[kind];
   const branch = kind.slice(kWith.length);
-  return { left: branch, right: '', words: [branch, 'Working tree'], suffix: ` (${branch})` };
+  return { left: branch, right: '', words: [shown(branch), 'Working tree'], suffix: ` (${shown(branch)})` };
 }
 
 /**

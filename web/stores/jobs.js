@@ -42,10 +42,13 @@ export const isActive = (job) => job.state === 'waiting' || job.state === 'runni
  * @template T
  * @param {string} title what is being done, as the row says it
  * @param {(signal: AbortSignal, progress: (words: string) => void) => Promise<T>} work
- * @param {{queued?: boolean, signal?: AbortSignal}} [options] `queued` waits for one of the long calls' slots
+ * @param {object} [options]
+ * @param {boolean} [options.queued] waits for one of the long calls' slots
+ * @param {AbortSignal} [options.signal]
+ * @param {(result: T) => string} [options.said] a result in words
  * @returns {Promise<T>}
  */
-export async function run(title, work, { queued = false, signal: outer } = {}) {
+export async function run(title, work, { queued = false, signal: outer, said } = {}) {
   const abort = new AbortController();
   const stop = () => abort.abort(outer?.reason);
   if (outer?.aborted) stop();
@@ -61,7 +64,7 @@ export async function run(title, work, { queued = false, signal: outer } = {}) {
     }
     update(id, { state: 'running', startedAt: Date.now() });
     const result = await work(abort.signal, (progress) => update(id, { progress }));
-    end(id, 'done', typeof result === 'string' ? result : '');
+    end(id, 'done', said ? said(result) : typeof result === 'string' ? result : '');
     return result;
   } catch (error) {
     if (abort.signal.aborted) end(id, 'cancelled', '');

@@ -4,7 +4,7 @@
 import { isDiff } from './gitdiffs.js';
 
 /**
- * @typedef {'text' | 'markdown' | 'compare' | 'plan' | import('./gitdiffs.js').DiffKind} TabKind
+ * @typedef {'text' | 'markdown' | 'compare' | 'plan' | 'page' | import('./gitdiffs.js').DiffKind} TabKind
  * @typedef {object} Tab
  * @property {string} key kind and id, unique in its group
  * @property {TabKind} kind
@@ -74,6 +74,39 @@ export function activeTab(state, group = state.active) {
  */
 export function planTabId(question) {
   return `plan:${encodeURIComponent(question)}`;
+}
+
+/** The question that a plan's tab shows. @param {string} id */
+export function planOfTab(id) {
+  try {
+    return decodeURIComponent(id.slice('plan:'.length));
+  } catch {
+    return ''; // a kept text that nobody here has written
+  }
+}
+
+const kPageId = /^page:([a-z]+):(.*)$/;
+
+/**
+ * The id of a page that a panel shows as a tab. It has no slash either.
+ * @param {string} name of the page, as it was registered
+ * @param {string} arg which one it shows
+ */
+export function pageTabId(name, arg) {
+  return `page:${name}:${encodeURIComponent(arg)}`;
+}
+
+/**
+ * @param {string} id
+ * @returns {{name: string, arg: string} | null} null for what is no such page
+ */
+export function pageOfId(id) {
+  const [, name = '', arg = ''] = kPageId.exec(id) ?? [];
+  try {
+    return name ? { name, arg: decodeURIComponent(arg) } : null;
+  } catch {
+    return null;
+  }
 }
 
 /** @param {Tabs} state */
@@ -419,7 +452,7 @@ function restoreGroup(kept) {
   const group = newGroup(kept.id);
   for (const { kind, id, preview } of list(kept.tabs)) {
     const key = tabKey(kind, id);
-    const known = kind === 'text' || kind === 'markdown' || kind === 'plan' || isDiff(kind);
+    const known = kind === 'text' || kind === 'markdown' || kind === 'plan' || kind === 'page' || isDiff(kind);
     if (!known || typeof id !== 'string' || group.tabs.some((tab) => tab.key === key)) continue;
     group.tabs.push({ key, kind, id, preview: preview === true });
   }

@@ -23,7 +23,10 @@ const KEPT = new Set([
   'ctrl+plus',
   'ctrl+alt+b',
   'ctrl+alt+c',
+  'ctrl+alt+i',
+  'ctrl+alt+k',
   'ctrl+alt+m',
+  'ctrl+alt+n',
   'ctrl+alt+q',
 ]);
 

@@ -210,3 +210,16 @@ test('tabs: whatever was kept, the result is whole', () => {
   const two = T.restoreTabs(bad.at(-1));
   assert.deepEqual(two.layout.sizes, [0.5, 0.5]);
 });
+
+test('tabs: pages of panels have ids of their own, and come back with the others', () => {
+  const id = T.pageTabId('pull', 'a/b c:ä/7');
+  assert.deepEqual(T.pageOfId(id), { name: 'pull', arg: 'a/b c:ä/7' });
+  assert.ok(!id.includes('/'), 'it is no path of a file');
+  for (const other of ['p/a', 'page:', 'page:pull', 'page:pull:%', 'untitled:1']) assert.equal(T.pageOfId(other), null);
+  const state = T.openTab(open(T.emptyTabs(), 'p/a'), { kind: 'page', id }).state;
+  const restored = T.restoreTabs(JSON.parse(JSON.stringify(state)));
+  assert.deepEqual(ids(restored), ['p/a', id]);
+  assert.equal(T.activeTab(restored)?.kind, 'page');
+  const closed = T.takeClosed(T.closeTab(state, 'g1', T.tabKey('page', id)));
+  assert.deepEqual([closed.tab?.kind, closed.tab?.id], ['page', id]);
+});

@@ -3,8 +3,8 @@
 import { html } from 'htm/preact';
 import { icon } from '../../shell/icons.js';
 import { reportError } from '../../shell/toasts.js';
-import { answer, answering } from '../../stores/chatsession.js';
-import { focusComposer } from './focus.js';
+import { questionKey } from '../../stores/chatquestions.js';
+import { chatConversation, conversationOf } from './conversation.js';
 
 /** @typedef {import('../../stores/chatquestions.js').Question} Question */
 /** @typedef {import('../../stores/chatquestions.js').Answer} Answer */
@@ -17,20 +17,34 @@ import { focusComposer } from './focus.js';
  */
 export async function give(question, body, words) {
   const card = document.activeElement?.closest('.chat-question');
+  const list = card?.closest('.chat-questions');
+  const conversation = conversationOf(question);
   try {
-    await answer(question, body, words);
-    if (card) focusNextQuestion();
+    await conversation.answer(question, body, words);
+    if (list) focusQuestion(list, conversation);
   } catch (error) {
     reportError('Could not answer', error);
   }
 }
 
-/** Puts the focus on the first question, or the field when there is none. */
+/**
+ * Puts the focus on the first question, or the field when there is none.
+ * @param {ParentNode} place
+ * @param {import('./conversation.js').Conversation} conversation
+ */
+export function focusQuestion(place, { focusField }) {
+  requestAnimationFrame(() => {
+    const card = place.querySelector('.chat-question');
+    if (card instanceof HTMLElement && card.isConnected) card.focus();
+    else focusField();
+  });
+}
+
+/** The chat's first question. */
 export function focusNextQuestion() {
   requestAnimationFrame(() => {
-    const card = document.querySelector('.chat-question');
-    if (card instanceof HTMLElement) card.focus();
-    else focusComposer();
+    const chat = document.querySelector('.chat');
+    focusQuestion(chat ?? document.createElement('div'), chatConversation);
   });
 }
 
@@ -39,12 +53,12 @@ export function focusNextQuestion() {
  * @param {object} props
  * @param {string} props.label
  * @param {string} props.sign
- * @param {string} props.id
+ * @param {Question} props.question
  * @param {() => unknown} props.onEnter
  * @param {() => unknown} props.onEscape
  * @param {any} props.children
  */
-export function Frame({ label, sign, id, onEnter, onEscape, children }) {
+export function Frame({ label, sign, question, onEnter, onEscape, children }) {
   /** @param {KeyboardEvent} event */
   const onKeyDown = (event) => {
     if (event.isComposing || event.ctrlKey || event.altKey || event.metaKey || event.shiftKey) return;
@@ -55,14 +69,15 @@ export function Frame({ label, sign, id, onEnter, onEscape, children }) {
     event.preventDefault();
     event.stopPropagation();
   };
+  const key = questionKey(question);
   return html`
     <section
       class="chat-question"
       role="group"
       tabindex="0"
       aria-label=${label}
-      aria-busy=${String(answering.value.has(id))}
-      data-question=${id}
+      aria-busy=${String(conversationOf(question).answering.value.has(key))}
+      data-question=${key}
       onKeyDown=${onKeyDown}
     >
       <h2 class="chat-question-title">${icon(sign)} ${label}</h2>

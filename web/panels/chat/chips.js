@@ -22,7 +22,7 @@ import {
 import { costWords, fullness, tokenWords } from '../../stores/chatusage.js';
 
 /** What the CLI knows without having been asked. */
-const USUAL_MODELS = [
+export const USUAL_MODELS = [
   { id: 'default', name: 'Default' },
   { id: 'opus', name: 'Opus' },
   { id: 'sonnet', name: 'Sonnet' },

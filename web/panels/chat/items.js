@@ -3,15 +3,15 @@
 import { html } from 'htm/preact';
 import { useMemo } from 'preact/hooks';
 import { icon } from '../../shell/icons.js';
-import { busy, dropped, items, status, tail } from '../../stores/chat.js';
-import { starting, stopping } from '../../stores/chatsession.js';
 import { costWords, timeWords } from '../../stores/chatusage.js';
+import { useConversation } from './conversation.js';
 import { GrowingMarkdown, Markdown } from './markdown.js';
 import { GrowingTool, ToolCard } from './tools.js';
 
 /** @typedef {import('../../stores/chatstream.js').Item} Item */
 
 export function Items() {
+  const { items, dropped } = useConversation().talk;
   return html`
     ${
       dropped.value > 0 &&
@@ -83,6 +83,7 @@ function Result({ item: { ok, words, costUsd, ms, turns } }) {
 
 /** The blocks that still grow; drawn each frame, and nothing else is. */
 export function Tail() {
+  const { tail } = useConversation().talk;
   return tail.value.map(
     (block) => html`<div class=${`chat-item growing ${block.parent ? 'nested' : ''}`} key=${block.key}>
       ${growing(block)}
@@ -105,14 +106,13 @@ function growing(block) {
 
 /** What Claude is doing while nothing grows. */
 export function Doing() {
-  const words = stopping.value
-    ? 'Stopping…'
-    : starting.value
-      ? 'Starting Claude…'
-      : busy.value && !tail.value.length
-        ? (STATUS_WORDS[/** @type {keyof typeof STATUS_WORDS} */ (status.value)] ??
-          (status.value || 'Working…'))
-        : '';
+  const { talk, doing, working } = useConversation();
+  const told = talk.status.value;
+  const words =
+    doing() ||
+    (working() && !talk.tail.value.length
+      ? (STATUS_WORDS[/** @type {keyof typeof STATUS_WORDS} */ (told)] ?? (told || 'Working…'))
+      : '');
   return words && html`<p class="chat-doing">${icon('loading', 'spin')} ${words}</p>`;
 }
 

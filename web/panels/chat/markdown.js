@@ -5,13 +5,16 @@ import { html } from 'htm/preact';
 import { useLayoutEffect, useRef } from 'preact/hooks';
 import { renderMarkdown } from '../preview/markdown.js';
 import { settledLength } from '../../stores/chattail.js';
+import { useConversation } from './conversation.js';
 import { followLink } from './links.js';
 
 /** @param {{text: string}} props */
 export function Markdown({ text }) {
   const place = useRef(/** @type {HTMLDivElement | null} */ (null));
   useLayoutEffect(() => place.current?.replaceChildren(rendered(text)), [text]);
-  return html`<div class="chat-markdown" ref=${place} onClick=${followLink} onAuxClick=${followLink}></div>`;
+  const conversation = useConversation();
+  const follow = (/** @type {MouseEvent} */ event) => followLink(event, conversation);
+  return html`<div class="chat-markdown" ref=${place} onClick=${follow} onAuxClick=${follow}></div>`;
 }
 
 /** @param {{text: string}} props */

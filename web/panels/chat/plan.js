@@ -8,7 +8,7 @@ import { focusGroup } from '../../editor/tabactions.js';
 import { icon } from '../../shell/icons.js';
 import { planParts, planReply, sameRange, withComment } from '../../stores/chatplan.js';
 import { changeDraft, draftOf } from '../../stores/chatplandrafts.js';
-import { approvePlan, deny } from '../../stores/chatquestions.js';
+import { approvePlan, deny, questionKey } from '../../stores/chatquestions.js';
 import { MODES } from '../../stores/chatsession.js';
 import { textOf } from '../../stores/chatwire.js';
 import { openTab, planTabId } from '../../stores/tabs.js';
@@ -44,7 +44,7 @@ export function PlanCard({ question }) {
   const { comments } = draftOf(question);
   const onLines = comments.filter((one) => !parts.some((part) => sameRange(part, one))).length;
   return html`
-    <${Frame} label="Claude has a plan" sign="notebook" id=${question.id} onEnter=${approve} onEscape=${back}>
+    <${Frame} label="Claude has a plan" sign="notebook" question=${question} onEnter=${approve} onEscape=${back}>
       <div class="chat-plan">
         ${parts.map((part) => html`<${Part} key=${part.from} question=${question} part=${part} />`)}
         ${!parts.length && html`<p class="chat-note">The plan is empty.</p>`}
@@ -121,6 +121,6 @@ function Part({ question, part }) {
 
 /** @param {Question} question */
 function openPlan(question) {
-  tabs.value = openTab(tabs.value, { kind: 'plan', id: planTabId(question.id) }).state;
+  tabs.value = openTab(tabs.value, { kind: 'plan', id: planTabId(questionKey(question)) }).state;
   focusGroup(tabs.value.active);
 }

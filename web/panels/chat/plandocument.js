@@ -11,6 +11,7 @@ import { lineKinds, planLines, rangeWords, sameRange, withComment } from '../../
 import { changeDraft, draftOf } from '../../stores/chatplandrafts.js';
 import { textOf } from '../../stores/chatwire.js';
 import { openTab } from '../../stores/tabs.js';
+import { ConversationContext, conversationOf } from './conversation.js';
 import { typing } from './fields.js';
 import { PlanAnswers } from './plan.js';
 import { planOf } from './plantabs.js';
@@ -25,7 +26,10 @@ const kPage = 10;
 /** @param {{id: string}} props */
 export function PlanDocument({ id }) {
   const question = planOf(id);
-  return question ? html`<${Plan} key=${question.id} question=${question} />` : null;
+  if (!question) return null;
+  return html`<${ConversationContext.Provider} value=${conversationOf(question)}>
+    <${Plan} key=${id} question=${question} />
+  <//>`;
 }
 
 /** @param {{question: Question}} props */

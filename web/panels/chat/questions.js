@@ -3,38 +3,39 @@
 
 import { html } from 'htm/preact';
 import { useRef, useState } from 'preact/hooks';
-import { questions } from '../../stores/chat.js';
 import {
   allowAlways,
   allowOnce,
   answerChoices,
   choicesOf,
   deny,
+  questionKey,
   suggestionWords,
 } from '../../stores/chatquestions.js';
 import { toolLook } from '../../stores/chattools.js';
 import { Frame, give } from './card.js';
+import { ConversationContext, conversationOf, useConversation } from './conversation.js';
 import { typing } from './fields.js';
 import { PlanCard } from './plan.js';
 import { Body } from './tools.js';
 
 /** @typedef {import('../../stores/chatquestions.js').Question} Question */
 
-export function Questions() {
-  const all = questions.value;
-  if (!all.length) return null;
+/** @param {{list: readonly Question[]}} props */
+export function Questions({ list }) {
+  if (!list.length) return null;
   return html`
     <div class="chat-questions" role="region" aria-label="Questions of Claude">
-      ${all.map((question) => html`<${Card} key=${question.id} question=${question} />`)}
+      ${list.map((question) => html`<${Card} key=${questionKey(question)} question=${question} />`)}
     </div>
   `;
 }
 
 /** @param {{question: Question}} props */
-function Card({ question }) {
-  if (question.kind === 'plan') return html`<${PlanCard} question=${question} />`;
-  if (question.kind === 'choice') return html`<${ChoiceCard} question=${question} />`;
-  return html`<${ToolQuestion} question=${question} />`;
+export function Card({ question }) {
+  return html`<${ConversationContext.Provider} value=${conversationOf(question)}>
+    <${CARDS[question.kind]} question=${question} />
+  <//>`;
 }
 
 /** @type {Record<string, string>} */
@@ -45,7 +46,9 @@ const ASKS = {
 
 /** @param {{question: Question}} props */
 function ToolQuestion({ question }) {
-  const { id, tool, input, suggestions, reason } = question;
+  const { tool, input, reason } = question;
+  const { rules, more: More } = useConversation();
+  const suggestions = rules ? question.suggestions : [];
   const look = toolLook(tool, input);
   const [declining, setDeclining] = useState(false);
   const [words, setWords] = useState('');
@@ -60,7 +63,7 @@ function ToolQuestion({ question }) {
     );
   const escape = () => (declining ? setDeclining(false) : no(false));
   return html`
-    <${Frame} label=${label} sign=${look.icon} id=${id} onEnter=${allow} onEscape=${escape}>
+    <${Frame} label=${label} sign=${look.icon} question=${question} onEnter=${allow} onEscape=${escape}>
       ${look.path && html`<p class="chat-question-path">${look.path}</p>`}
       ${look.body === 'line' && html`<p class="chat-question-path">${look.detail}</p>`}
       <${Body} name=${tool} input=${input} body=${look.body === 'line' ? 'json' : look.body} compare />
@@ -89,6 +92,7 @@ function ToolQuestion({ question }) {
           No
         </button>
         <button type="button" class="button" onClick=${() => no(true)}>No and stop</button>
+        ${More && html`<${More} question=${question} />`}
       </div>
       ${suggestions.length > 0 && html`<p class="chat-note">Always: ${always}</p>`}
       ${declining && html`<${Reason} words=${words} setWords=${setWords} send=${() => no(false)} />`}
@@ -140,11 +144,11 @@ function ChoiceCard({ question }) {
   };
   const no = () => give(question, deny(question, 'The user did not answer.'), 'You did not answer.');
   return html`
-    <${Frame} label="Claude asks" sign="question" id=${question.id} onEnter=${send} onEscape=${no}>
+    <${Frame} label="Claude asks" sign="question" question=${question} onEnter=${send} onEscape=${no}>
       ${choices.map(
         (choice, at) => html`<${ChoiceField}
           key=${at}
-          name=${`${question.id}-${at}`}
+          name=${`${questionKey(question)}-${at}`}
           choice=${choice}
           picked=${picked[choice.question] ?? []}
           other=${other[choice.question] ?? ''}
@@ -209,3 +213,5 @@ function ChoiceField({
     </fieldset>
   `;
 }
+
+const CARDS = { plan: PlanCard, choice: ChoiceCard, tool: ToolQuestion };

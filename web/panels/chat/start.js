@@ -122,7 +122,7 @@ export function startChat() {
   startPlans();
   startRecords();
   on('files.dropped', ({ paths, x, y }) => {
-    const target = document.elementFromPoint(x, y)?.closest('.chat-composer');
+    const target = document.elementFromPoint(x, y)?.closest('.chat .chat-composer');
     if (target) takePaths(paths).catch((error) => reportError('Could not take what was dropped', error));
   });
   readStatus().catch((error) => reportError('Could not ask whether Claude runs', error));

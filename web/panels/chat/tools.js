@@ -8,7 +8,8 @@ import { lineDiff } from '../../stores/chatdiff.js';
 import { changesOf, inputJson, partialField, tasksOf, toolLook } from '../../stores/chattools.js';
 import { textOf } from '../../stores/chatwire.js';
 import { readTextFile } from '../../stores/files.js';
-import { fromClaude, openNamed } from './links.js';
+import { useConversation } from './conversation.js';
+import { openNamed } from './links.js';
 
 /** @typedef {Extract<import('../../stores/chatstream.js').Item, {kind: 'tool'}>} ToolItem */
 
@@ -49,7 +50,8 @@ const STATE_ICONS = { running: 'loading', done: 'check', failed: 'error', ended:
  * @param {() => void} props.toggle
  */
 function Head({ look: { icon: name, label, detail, path }, state, open, toggle }) {
-  const show = () => openNamed(path).catch((error) => reportError(`Could not open ${path}`, error));
+  const conversation = useConversation();
+  const show = () => openNamed(path, conversation).catch((error) => reportError(`Could not open ${path}`, error));
   return html`
     <header class="chat-tool-head">
       <button type="button" class="chat-fold" aria-expanded=${String(open)} onClick=${toggle}>
@@ -59,7 +61,7 @@ function Head({ look: { icon: name, label, detail, path }, state, open, toggle }
       ${
         path &&
         html`<button type="button" class="chat-path" title=${path} onClick=${show}>
-          <span>${fromClaude(path) || path}</span>${detail.slice(path.length)}
+          <span>${conversation.inside(path) || path}</span>${detail.slice(path.length)}
         </button>`
       }
       <span class="chat-state" title=${STATES[state]}>
@@ -107,10 +109,11 @@ const TASK_ICONS = { completed: 'pass-filled', in_progress: 'play-circle' };
  */
 function Changes({ change: { path, before, after }, compare }) {
   const [now, setNow] = useState(/** @type {string | null} */ (null));
+  const { inside } = useConversation();
   useEffect(() => {
     if (!compare) return undefined;
     let shown = true;
-    textNow(path).then((text) => shown && setNow(text));
+    textNow(inside(path)).then((text) => shown && setNow(text));
     return () => {
       shown = false;
     };
@@ -127,12 +130,11 @@ ${diff.rows.map(({ kind, text }) => html`<span class=${`diff-row ${kind}`}>${SIG
 
 const SIGNS = { same: '  ', added: '+ ', removed: '- ', gap: '⋯ ' };
 
-/** A file that is not there, or not text, has nothing to compare with. @param {string} path */
+/** A file that is not there, or not text, has nothing to compare with. @param {string} path workspace path */
 async function textNow(path) {
-  const inside = fromClaude(path);
-  if (!inside.includes('/')) return '';
+  if (!path.includes('/')) return '';
   try {
-    return (await readTextFile(inside)).text ?? '';
+    return (await readTextFile(path)).text ?? '';
   } catch {
     return '';
   }

@@ -41,7 +41,7 @@ function check() {
   readAccount().catch((error) => reportError('Could not ask who is signed in', error));
 }
 
-function NotFound() {
+export function NotFound() {
   return html`
     <div class="chat-welcome">
       <h2>${icon('warning')} The Claude CLI was not found</h2>
@@ -52,7 +52,7 @@ function NotFound() {
   `;
 }
 
-function Account() {
+export function Account() {
   const told = account.value;
   if (!told) return null;
   if (told.loggedIn) {

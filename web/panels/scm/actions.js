@@ -1,6 +1,7 @@
 // What can be done with a row of the source control panel.
 
 import { call } from '../../bridge/api.js';
+import { openConflict as openConflictPage } from '../../editor/conflictview.js';
 import { openDiff } from '../../editor/diff.js';
 import { openFile } from '../../editor/tabactions.js';
 import { reportError, toast } from '../../shell/toasts.js';
@@ -41,7 +42,10 @@ export function activate(row, options = {}) {
 function openConflict(row, options) {
   return tried(`open ${row.name}`, async () => {
     const path = await wholeName(row);
-    if (path !== null) openDiff(idOf(roots.value, row.repo, path), 'diff-head', options);
+    if (path === null) return;
+    const id = idOf(roots.value, row.repo, path);
+    if (isOutside(id)) openDiff(id, 'diff-head', options);
+    else openConflictPage(id, options);
   });
 }
 

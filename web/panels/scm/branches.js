@@ -1,5 +1,6 @@
 // Branches and remotes: switching, creating, merging, and the exchange with where the others work.
 
+import { get } from '../../bridge/api.js';
 import { ask, prompt } from '../../shell/dialogs.js';
 import { pick } from '../../shell/quickpick.js';
 import { toast } from '../../shell/toasts.js';
@@ -14,6 +15,10 @@ import {
   pull,
   push,
 } from '../../stores/gitactions.js';
+import { refWords, pickable } from '../../stores/gitrefs.js';
+import { readRefs } from '../../stores/graphmodel.js';
+import { switchTo } from '../graph/commitactions.js';
+import { publishBranch } from '../graph/refactions.js';
 import { repoInFront } from './state.js';
 import { tried } from './work.js';
 
@@ -21,6 +26,7 @@ import { tried } from './work.js';
 /** @typedef {import('../../shell/quickpick.js').PickItem} PickItem */
 
 const kCreate = '+';
+const kPublish = '^';
 
 export const usable = () => repos.value.filter(({ isRepo }) => isRepo);
 
@@ -64,19 +70,42 @@ function tell(words, output) {
 /** @param {Repo} repo */
 export async function switchBranch(repo) {
   await tried(`list the branches of ${repo.name}`, async () => {
-    const { local, remote } = await branches(repo);
-    const current = repo.detached ? '' : repo.branch;
+    const refs = readRefs(await get('git/graph', { repo: repo.name, limit: '1' }));
+    const { local, remoteOnly } = pickable(refs);
+    const current = refs.find((ref) => ref.current);
+    const unpublished = current && !current.upstream;
     const chosen = await pick({
       title: `Branches of ${repo.name}`,
       placeholder: 'Switch to a branch, or create one',
-      items: [{ id: kCreate, label: 'Create Branch…', icon: 'add' }, ...branchItems(local, remote, current)],
-      active: `local ${current}`,
+      items: [
+        { id: kCreate, label: 'Create Branch…', icon: 'add' },
+        ...(unpublished ? [{ id: kPublish, label: `Publish ${current.name}…`, icon: 'cloud-upload' }] : []),
+        ...local.map((ref) => refItem(ref, 'Branches')),
+        ...remoteOnly.map((ref) => refItem(ref, 'Remote branches')),
+      ],
+      active: current?.fullName,
     });
-    if (chosen?.id === kCreate) return createBranch(repo, local);
-    if (!chosen || chosen.id === `local ${current}`) return undefined;
-    return switchTo(repo, chosen.id.startsWith('remote ') ? followerOf(chosen.label) : chosen.label);
+    if (chosen?.id === kCreate) return createBranch(repo, local.map(({ name }) => name));
+    if (chosen?.id === kPublish && current) return publishBranch(repo, current, refs);
+    const ref = refs.find(({ fullName }) => fullName === chosen?.id);
+    if (!ref || ref.current) return undefined;
+    return switchTo(repo, ref.kind === 'remote' ? followerOf(ref.name) : ref.name);
   });
 }
+
+/**
+ * A branch with how far it is from its upstream, and how old.
+ * @param {import('../../stores/graphmodel.js').Ref} ref
+ * @param {string} group
+ * @returns {PickItem}
+ */
+const refItem = (ref, group) => ({
+  id: ref.fullName,
+  label: ref.name,
+  icon: ref.kind === 'remote' ? 'cloud' : 'git-branch',
+  group,
+  description: refWords(ref),
+});
 
 /**
  * The branch that is chosen to compare a file with; '' for none.
@@ -115,14 +144,6 @@ function branchItems(local, remote, current) {
     })),
     ...remote.map((name) => ({ id: `remote ${name}`, label: name, icon: 'cloud', group: 'Remote branches' })),
   ];
-}
-
-/**
- * @param {Repo} repo
- * @param {string} branch
- */
-async function switchTo(repo, branch) {
-  await tried(`switch to ${branch}`, () => checkout(repo, branch, false));
 }
 
 /**

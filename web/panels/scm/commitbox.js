@@ -2,8 +2,11 @@
 
 import { signal } from '@preact/signals';
 import { html } from 'htm/preact';
+import { runCommand } from '../../shell/commands.js';
 import { ask } from '../../shell/dialogs.js';
+import { IconButton } from '../../shell/places.js';
 import { toast } from '../../shell/toasts.js';
+import { bringBack, cancel, deskUsed, earlierMessage, failureOf, isAboutAll, isWorking, writeMessage } from '../../stores/commitdesk.js';
 import { repos } from '../../stores/git.js';
 import { busy, commit, lastMessage } from '../../stores/gitactions.js';
 import { messages, setMessage } from '../../stores/gitmessages.js';
@@ -23,7 +26,7 @@ export function CommitBox() {
   if (!repo) return null;
   const { name, root, branch, detached } = repo;
   const several = repos.value.length > 1;
-  const amend = amending.value.has(root);
+  const amend = isAmending(repo);
   const words = busy.value.get(name);
   /** @param {KeyboardEvent} event */
   const onKeyDown = (event) => {
@@ -56,9 +59,30 @@ export function CommitBox() {
         Amend
       </label>
       <span class="scm-busy" role="status">${words ? `${words}…` : ''}</span>
+      <${MessageButtons} repo=${repo} />
+      <${IconButton} icon="checklist" label="Open Commit Desk" onClick=${() => runCommand('scm.desk', repo)} />
       <button type="submit" class="button primary">${amend ? 'Amend Commit' : 'Commit'}</button>
     </div>
   </form>`;
+}
+
+/** Claude's message for the box, and the way back. @param {{repo: Repo}} props */
+export function MessageButtons({ repo }) {
+  if (isWorking(repo, 'message')) {
+    return html`<${IconButton} icon="debug-stop" label="Stop Writing the Message" onClick=${() => cancel(repo, 'message')} />`;
+  }
+  const back = () => bringBack(repo);
+  return html`
+    ${earlierMessage(repo) && html`<${IconButton} icon="discard" label="Bring Back the Earlier Message" onClick=${back} />`}
+    <${IconButton} icon="sparkle" label="Write the Message with Claude" onClick=${() => runCommand('scm.writeMessage', repo)} />
+  `;
+}
+
+/** @param {Repo} repo */
+export async function proposeMessage(repo) {
+  await writeMessage(repo, { everything: isAboutAll(repo), intoBox: true });
+  const failure = failureOf(repo, 'message');
+  if (failure) toast({ kind: 'error', text: `Could not write a message for ${repo.name}: ${failure}` });
 }
 
 export function focusMessage() {
@@ -66,12 +90,15 @@ export function focusMessage() {
   if (field instanceof HTMLElement) field.focus();
 }
 
+/** @param {Repo} repo */
+export const isAmending = ({ root }) => amending.value.has(root);
+
 /**
  * Who replaces a commit mostly keeps its message.
  * @param {Repo} repo
  * @param {boolean} amend
  */
-async function setAmend(repo, amend) {
+export async function setAmend(repo, amend) {
   const { root, name } = repo;
   const next = new Set(amending.value);
   if (amend) next.add(root);
@@ -90,26 +117,32 @@ async function setAmend(repo, amend) {
   }
 }
 
-/** @param {Repo} repo */
-export async function commitRepo(repo) {
+/**
+ * @param {Repo} repo
+ * @param {{everything?: boolean}} [options] `everything` stages all first, without a question
+ * @returns {Promise<boolean>} whether the commit was made
+ */
+export async function commitRepo(repo, { everything = false } = {}) {
   const { name, root } = repo;
-  if (busy.value.get(name) === 'Commit') return;
+  if (busy.value.get(name) === 'Commit') return false;
   const message = messages.value.get(root) ?? '';
-  const amend = amending.value.has(root);
+  const amend = isAmending(repo);
   if (!message.trim() && !amend) {
     focusMessage();
     toast({ kind: 'info', text: 'Write a message, then commit.' });
-    return;
+    return false;
   }
-  const stageAll = !amend && hasOnlyUnstaged(repo);
-  if (stageAll && !(await mayStageAll(repo))) return;
+  const stageAll = everything || (!amend && hasOnlyUnstaged(repo));
+  if (stageAll && !everything && !(await mayStageAll(repo))) return false;
   const done = await tried(`commit in ${name}`, () => commit(repo, { message, amend, stageAll }));
-  if (!done) return;
+  if (!done) return false;
   // What was typed meanwhile is for the next one.
   if (messages.value.get(root) === message) setMessage(root, '');
   taken.delete(root);
   amending.value = new Set([...amending.value].filter((one) => one !== root));
+  deskUsed(repo);
   toast({ kind: 'info', text: `${amend ? 'Amended' : 'Committed'}: ${message.trim().split('\n')[0]}` });
+  return true;
 }
 
 /**

@@ -4,6 +4,7 @@
 import { html } from 'htm/preact';
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { zoom } from '../../look/zoom.js';
+import { runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
 import { IconButton } from '../../shell/places.js';
 import { gitFailure, gitState, lateRoots, refreshGit, repos, wantCounts } from '../../stores/git.js';
@@ -67,7 +68,8 @@ export function ScmActions() {
     label="Source Control Actions"
     onClick=${(/** @type {MouseEvent} */ event) => showActionsMenu(/** @type {Element} */ (event.currentTarget))}
   />`;
-  return html`<${IconButton} icon="refresh" command="scm.refresh" /> ${repoInFront.value && more}`;
+  const graph = html`<${IconButton} icon="git-commit" command="graph.show" onClick=${() => runCommand('graph.show', repoInFront.value)} />`;
+  return html`${repoInFront.value && graph} <${IconButton} icon="refresh" command="scm.refresh" /> ${repoInFront.value && more}`;
 }
 
 export function ScmBadge() {

@@ -109,7 +109,7 @@ function openItems(row) {
   const inWorkspace = mayOpenFile(row);
   /** @type {MenuItem[]} */
   const items = [
-    { label: 'Open Changes', run: () => activate(row) },
+    { label: isConflict(row) ? 'Open Conflict Editor' : 'Open Changes', run: () => activate(row) },
     { label: 'Open File', run: () => openRowFile(row), enabled: inWorkspace },
   ];
   // The name of a conflict may be cut.
@@ -133,7 +133,21 @@ function actionItems(row) {
     .map(({ label, keys, run }) => ({ label: label(row), keys, run: () => keepingPlace(row, () => run(row)) }));
 }
 
-const kRepoCommands = ['scm.push', 'scm.pull', 'scm.fetch', '', 'scm.switchBranch', 'scm.createBranch', 'scm.merge'];
+const kRepoCommands = [
+  'scm.push',
+  'scm.pull',
+  'scm.fetch',
+  '',
+  'scm.switchBranch',
+  'scm.createBranch',
+  'scm.merge',
+  '',
+  'graph.show',
+  'graph.stash',
+  'graph.stashes',
+  'graph.undo',
+  'graph.abort',
+];
 
 /**
  * @param {GitRow} row

@@ -5,6 +5,7 @@ import { html } from 'htm/preact';
 import { startChangeBars, changeAt, hasChanges, revertChange } from '../../editor/changebars.js';
 import { peekAt, stepTo } from '../../editor/changepeek.js';
 import { frontDiff, inlineDiff, loadDiffLook, openDiff, toggleInline } from '../../editor/diff.js';
+import { canDiscardPart, canStagePart, canUnstagePart, discardPart, stagePart } from '../../editor/hunkactions.js';
 import { frontTab, titleOf } from '../../editor/state.js';
 import { registerCommand, runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
@@ -27,7 +28,8 @@ import {
   switchBranch,
   usable,
 } from './branches.js';
-import { commitRepo, focusMessage } from './commitbox.js';
+import { commitRepo, focusMessage, proposeMessage } from './commitbox.js';
+import { openDesk, reviewChange, startDesk } from './desk.js';
 import { ScmActions, ScmBadge, ScmPanel } from './panel.js';
 import { focusScm } from './place.js';
 import { focused, loadScm, rows } from './state.js';
@@ -67,6 +69,9 @@ const hasRepo = () => usable().length > 0;
 const kRepoCommands = [
   { id: 'scm.commit', title: 'Commit', run: onRepo(commitOf) },
   { id: 'scm.message', title: 'Write Commit Message', run: showMessage },
+  { id: 'scm.writeMessage', title: 'Write Commit Message with Claude', run: onRepo(proposeMessage) },
+  { id: 'scm.desk', title: 'Open Commit Desk', run: onRepo(openDesk) },
+  { id: 'scm.review', title: 'Look the Change Over with Claude', run: onRepo(reviewChange) },
   { id: 'scm.stageAll', title: 'Stage All Changes', run: onRepo(wholeRepo('stage', mayStage, stageRow)) },
   { id: 'scm.unstageAll', title: 'Unstage All Changes', run: onRepo(wholeRepo('unstage', mayUnstage, unstageRow)) },
   { id: 'scm.discardAll', title: 'Discard All Changes…', run: onRepo(wholeRepo('discard', mayDiscard, discardRow)) },
@@ -99,6 +104,34 @@ const kChangeCommands = [
   },
 ];
 
+/** @type {Command[]} */
+const kPartCommands = [
+  { id: 'changes.stage', title: 'Stage Change', when: canStagePart, run: () => stagePart(true) },
+  {
+    id: 'changes.stageLines',
+    title: 'Stage Selected Lines',
+    keys: ['ctrl+k ctrl+alt+s'],
+    when: canStagePart,
+    run: () => stagePart(false),
+  },
+  { id: 'changes.unstage', title: 'Unstage Change', when: canUnstagePart, run: () => stagePart(true) },
+  {
+    id: 'changes.unstageLines',
+    title: 'Unstage Selected Lines',
+    keys: ['ctrl+k ctrl+n'],
+    when: canUnstagePart,
+    run: () => stagePart(false),
+  },
+  { id: 'changes.discard', title: 'Discard Change…', when: canDiscardPart, run: () => discardPart(true) },
+  {
+    id: 'changes.discardLines',
+    title: 'Discard Selected Lines…',
+    keys: ['ctrl+k ctrl+r'],
+    when: canDiscardPart,
+    run: () => discardPart(false),
+  },
+];
+
 /** @param {1 | -1} by */
 function step(by) {
   const diff = frontDiff();
@@ -126,10 +159,11 @@ export function startScm() {
   });
   for (const command of kCommands) registerCommand({ ...command, category: 'Git' });
   for (const command of kRepoCommands) registerCommand({ ...command, category: 'Git', when: hasRepo });
-  for (const command of kChangeCommands) registerCommand({ ...command, category: 'Changes' });
+  for (const command of [...kChangeCommands, ...kPartCommands]) registerCommand({ ...command, category: 'Changes' });
   registerStatusItem({ id: 'scm.branch', side: 'left', order: 10, component: Branch });
   loadScm();
   loadMessages();
+  startDesk();
   loadDiffLook();
   startChangeBars();
   startGit();

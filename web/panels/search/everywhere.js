@@ -1,7 +1,10 @@
 // One box over all that can be searched. Each kind of answer is a source (stores/searchsources.js).
 
 import { computed } from '@preact/signals';
+import { frontTab, isUntitled } from '../../editor/state.js';
 import { pick } from '../../shell/quickpick.js';
+import { toast } from '../../shell/toasts.js';
+import { FindAnswers } from '../../stores/findanswers.js';
 import { onIndexChange } from '../../stores/indexstats.js';
 import { baseName, parentOf, rootOf } from '../../stores/paths.js';
 import { findFiles } from '../../stores/quickopen.js';
@@ -74,12 +77,29 @@ function shownPath(path) {
   return folder ? `${folder}/${baseName(path)}` : baseName(path);
 }
 
+/** Whether the box is open, with which question. */
+let shownQuery = '';
+
+const answers = new FindAnswers({
+  lookingAt: () => (isUntitled(frontTab.value?.id ?? '') ? '' : (frontTab.value?.id ?? '')),
+  shown: shownPath,
+  open: ({ path, line }, beside) => openAt(path, { line }, { beside }),
+  asked: (question) => searchEverywhere(question),
+  answered: (question, words) => {
+    if (shownQuery === question) return;
+    const show = { label: 'Show', run: () => searchEverywhere(question) };
+    toast({ kind: 'info', text: `Claude found ${words}: ${question}`, actions: [show] });
+  },
+});
+
 export function registerSources() {
   registerSource(kNameSource);
   registerSource(kTextSource);
+  for (const source of answers.sources()) registerSource(source);
 }
 
-export async function searchEverywhere() {
+/** @param {string} [query] what stands in the box at first */
+export async function searchEverywhere(query = '') {
   const box = new Everywhere();
   const rows = computed(() =>
     box.answers.value.flatMap(({ source, items }) =>
@@ -102,12 +122,21 @@ export async function searchEverywhere() {
   });
   const chosen = await pick({
     title: 'Search everywhere',
-    placeholder: 'Search names of files, symbols and the text in files',
+    placeholder: 'Search names of files, symbols and the text in files, or ask Claude in plain words',
     empty: 'Nothing was found',
     items: [],
     // Names come at once, and Enter does not wait for the slower kinds.
-    live: { rows, note, ask: async (query) => box.ask(query)[0] },
+    live: {
+      rows,
+      note,
+      ask: async (typed) => {
+        shownQuery = typed.trim();
+        return box.ask(typed)[0];
+      },
+    },
+    query,
   });
+  shownQuery = '';
   stop();
   box.stop();
   const found = box.answers.value.flatMap(({ source, items }) =>
