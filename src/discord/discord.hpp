@@ -28,15 +28,15 @@ struct Activity {
     friend bool operator==(const Activity&, const Activity&) = default;
 };
 
+// What the loop waits for; only tests want other times.
+struct Timing {
+    std::chrono::milliseconds reconnect{15000};
+    std::chrono::milliseconds handshake{500};  // between two looks for Discord's READY
+    std::chrono::milliseconds interval{4000};  // between two messages
+};
+
 class Presence {
 public:
-    // What the loop waits for; only tests want other times.
-    struct Timing {
-        std::chrono::milliseconds reconnect{15000};
-        std::chrono::milliseconds handshake{500};  // between two looks for Discord's READY
-        std::chrono::milliseconds interval{4000};  // between two messages
-    };
-
     Presence() = default;
     explicit Presence(const Timing& times) : timing(times) {}
     Presence(const Presence&) = delete;
@@ -67,7 +67,7 @@ private:
     void sendWanted(const Activity& activity);
     std::string activityBody(const Activity& activity) const;
 
-    const Timing timing;
+    const Timing timing{};
     std::mutex controlMutex;  // one start() or stop() at a time; taken before mutex
     std::string applicationId;
     int64_t startSeconds = 0;

@@ -3,7 +3,6 @@
 
 namespace mbapp {
 
-using mbdiscord::Activity;
 using mbjson::Json;
 using mbnet::Request;
 using mbnet::Response;

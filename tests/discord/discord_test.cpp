@@ -66,7 +66,7 @@ TEST(DiscordSocket, PathThatDoesNotFitIsNotCut) {
 }
 
 TEST(DiscordTiming, WhatTheUserSees) {
-    const Presence::Timing timing;
+    const mbdiscord::Timing timing;
     EXPECT_EQ(timing.reconnect, milliseconds(15000));
     EXPECT_EQ(timing.handshake, milliseconds(500));
     EXPECT_EQ(timing.interval, milliseconds(4000));

@@ -117,7 +117,7 @@ TEST_F(UpdateStop, InAStallWithinAMoment) {
     mbtest::HttpsServer server(mbtest::trustedIdentity());
     server.serve("/", stalled());
     Clock::duration best = kPrompt;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 8; ++i) {
         mbupdate::StopSignal stop;
         std::atomic<size_t> received{0};
         std::thread transfer([&] {
@@ -134,8 +134,8 @@ TEST_F(UpdateStop, InAStallWithinAMoment) {
         transfer.join();
         best = std::min(best, Clock::now() - begin);
     }
-    // Of several, as a busy machine may hold up one.
-    EXPECT_LT(best, std::chrono::milliseconds(500));
+    // Of several, as a busy machine may hold up one. The library's own timers take 200 ms and more.
+    EXPECT_LT(best, std::chrono::milliseconds(100));
 }
 
 TEST_F(UpdateStop, TheDestructorStopsToo) {
