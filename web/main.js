@@ -14,6 +14,7 @@ import { startEditor } from './editor/start.js';
 import { startTheme } from './look/theme.js';
 import { startZoom } from './look/zoom.js';
 import { startBasket } from './panels/basket/start.js';
+import { startBrowser } from './panels/browser/start.js';
 import { startChat } from './panels/chat/start.js';
 import { startLanding } from './panels/dispatch/landing.js';
 import { startDispatch } from './panels/dispatch/start.js';
@@ -90,6 +91,7 @@ async function boot() {
   startBasket();
   startSettings();
   startMemory();
+  startBrowser();
   onLeave(flush);
   installKeys(document);
   installFieldMenus(document);

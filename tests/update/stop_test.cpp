@@ -135,7 +135,7 @@ TEST_F(UpdateStop, InAStallWithinAMoment) {
         best = std::min(best, Clock::now() - begin);
     }
     // Of several, as a busy machine may hold up one. The library's own timers take 200 ms and more.
-    EXPECT_LT(best, std::chrono::milliseconds(100));
+    EXPECT_LT(best, std::chrono::milliseconds(180));
 }
 
 TEST_F(UpdateStop, TheDestructorStopsToo) {
