@@ -84,6 +84,12 @@ test('tasks: what a task changed is shown, and lands on the branch after the que
   await tab('Changes');
   await page.locator('.patch-file', { hasText: 'a.txt' }).locator('.diff-row.added', { hasText: 'ONE' }).waitFor();
   await page.locator('.patch-head', { hasText: '1 file' }).waitFor();
+  const line = page.locator('.diff-row.added', { hasText: 'ONE' });
+  await line.click({ button: 'right' });
+  await page.getByRole('menuitem', { name: 'Remark on the Line…' }).click();
+  await page.getByRole('textbox', { name: 'Remark', exact: true }).fill('louder');
+  await page.getByRole('button', { name: 'Put into the Basket' }).click();
+  await page.getByRole('button', { name: '1 remark in the basket' }).waitFor();
   assert.deepEqual(await axeFindings(page), []);
   await page.locator('.task-head').getByRole('button', { name: 'Land…' }).click();
   await dialog().getByRole('button', { name: 'Land on main' }).click();

@@ -126,7 +126,7 @@ export function OrphanPage({ arg }) {
       ${
         gone
           ? html`<p class="pane-note" tabindex="0">Its folder is gone. Removing it takes its branch away as well.</p>`
-          : html`<${Changes} load=${() => diffOfOrphan(orphan)} epoch=${orphan.head} opener=${() => null} />`
+          : html`<${Changes} load=${() => diffOfOrphan(orphan)} epoch=${orphan.head} source=${`branch ${orphan.branch}`} opener=${() => null} />`
       }
     </div>
   </section>`;

@@ -3,8 +3,11 @@
 import { html } from 'htm/preact';
 import { useEffect, useMemo, useState } from 'preact/hooks';
 import { icon } from '../../shell/icons.js';
+import { showMenu } from '../../shell/menus.js';
 import { counted } from '../../stores/dispatchboard.js';
 import { hunkWords, readPatch } from '../../stores/patch.js';
+import { remarkItem, writeRemark } from '../basket/remark.js';
+import { rangeOf } from '../github/pullremark.js';
 
 /**
  * @typedef {import('../../stores/dispatchwire.js').TaskDiff} TaskDiff
@@ -21,9 +24,10 @@ const UNFOLDED_LINES = 600;
  * @param {() => Promise<TaskDiff>} props.load
  * @param {unknown} props.epoch
  * @param {(path: string) => (() => unknown) | null} props.opener what opens a file, null where nothing can
+ * @param {string} [props.source] what the changes are of, for remarks on their lines; none without it
  * @param {(diff: TaskDiff | null) => void} [props.told]
  */
-export function Changes({ load, epoch, opener, told }) {
+export function Changes({ load, epoch, opener, source, told }) {
   const [state, setState] = useState(/** @type {Reading} */ ({ diff: null, words: '', busy: true }));
   const [asked, setAsked] = useState(0);
   useEffect(() => {
@@ -50,7 +54,7 @@ export function Changes({ load, epoch, opener, told }) {
       </button>
     </header>
     ${words && html`<p class="patch-note" role="status">${words}</p>`}
-    ${diff && html`<${Files} diff=${diff} opener=${opener} />`}
+    ${diff && html`<${Files} diff=${diff} opener=${opener} source=${source} />`}
   </section>`;
 }
 
@@ -69,8 +73,8 @@ export function Counts({ added, removed }) {
   >`;
 }
 
-/** @param {{diff: TaskDiff, opener: (path: string) => (() => unknown) | null}} props */
-function Files({ diff, opener }) {
+/** @param {{diff: TaskDiff, opener: (path: string) => (() => unknown) | null, source?: string}} props */
+function Files({ diff, opener, source }) {
   const { files, patch, cut } = diff;
   const parts = useMemo(() => readPatch(patch, { cut }), [patch, cut]);
   const byPath = new Map(parts.map((part) => [part.path, part]));
@@ -96,6 +100,7 @@ function Files({ diff, opener }) {
         first=${open}
         cut=${cut}
         open=${opener(path)}
+        source=${source}
       />`;
     })}
   `;
@@ -123,8 +128,9 @@ function partFor(parts, told) {
  * @param {boolean} props.first
  * @param {boolean} props.cut
  * @param {(() => unknown) | null} props.open
+ * @param {string} [props.source]
  */
-function FileChange({ path, added, removed, part, first, cut, open }) {
+function FileChange({ path, added, removed, part, first, cut, open, source }) {
   const [unfolded, setUnfolded] = useState(first);
   return html`<section class="patch-file" aria-label=${path}>
     <header class="patch-file-head">
@@ -140,7 +146,7 @@ function FileChange({ path, added, removed, part, first, cut, open }) {
         </button>`
       }
     </header>
-    ${unfolded && html`<${Lines} part=${part} cut=${cut} />`}
+    ${unfolded && html`<${Lines} part=${part} cut=${cut} source=${source} />`}
   </section>`;
 }
 
@@ -151,8 +157,38 @@ const Numbered = ({ line }) => html`
 
 const SIGNS = { same: ' ', added: '+', removed: '-' };
 
-/** @param {{part: PatchFile | undefined, cut: boolean}} props */
-function Lines({ part, cut }) {
+/**
+ * The menu of a line, and with r a remark on the whole hunk that has the focus.
+ * @param {PatchFile} part
+ * @param {readonly import('../../stores/patch.js').PatchLine[]} lines of the hunk
+ * @param {string} source
+ */
+function remarking({ path }, lines, source) {
+  const place = (/** @type {number} */ from, /** @type {number} */ to) => ({
+    ...rangeOf(lines, from, to),
+    path,
+    source,
+    jump: null,
+  });
+  return {
+    onContextMenu: (/** @type {MouseEvent} */ event) => {
+      const row = /** @type {Element} */ (event.target).closest('.diff-row');
+      const at = row ? [.../** @type {Element} */ (event.currentTarget).children].indexOf(row) : -1;
+      if (at < 0) return;
+      event.preventDefault();
+      event.stopPropagation();
+      void showMenu({ x: event.clientX, y: event.clientY, label: path, items: [remarkItem(place(at, at))] });
+    },
+    onKeyDown: (/** @type {KeyboardEvent} */ event) => {
+      if (event.key !== 'r' || event.ctrlKey || event.altKey || event.metaKey) return;
+      event.preventDefault();
+      void writeRemark(place(0, lines.length - 1));
+    },
+  };
+}
+
+/** @param {{part: PatchFile | undefined, cut: boolean, source?: string}} props */
+function Lines({ part, cut, source }) {
   if (!part) return html`<p class="patch-note">${cut ? 'Its lines were cut off.' : 'Its lines are not in the patch.'}</p>`;
   if (part.binary) return html`<p class="patch-note">A binary file.</p>`;
   return html`<div class="chat-diff patch-lines">
@@ -160,7 +196,7 @@ function Lines({ part, cut }) {
     ${part.hunks.map(
       (hunk, at) => html`<div key=${at}>
         <p class="patch-hunk">${hunkWords(hunk)}</p>
-        <pre tabindex="0" aria-label=${hunkWords(hunk)}>
+        <pre tabindex="0" aria-label=${hunkWords(hunk)} ...${source ? remarking(part, hunk.lines, source) : {}}>
 ${hunk.lines.map(
             (line) => html`<span class=${`diff-row ${line.kind}`}><${Numbered} line=${line} /></span>`,
           )}</pre

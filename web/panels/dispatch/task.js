@@ -315,6 +315,7 @@ function TaskChanges({ task }) {
   return html`<${Changes}
     load=${() => diffOfTask(id)}
     epoch=${ends.current}
+    source=${`task ${titleLine(task)}`}
     told=${(/** @type {TaskDiff} */ diff) => (sums.value = new Map(sums.value).set(id, diff))}
     opener=${(/** @type {string} */ path) => {
       const inside = pathInWorkspace(directory, path);
