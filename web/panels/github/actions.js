@@ -5,6 +5,7 @@ import { call } from '../../bridge/api.js';
 import { ask } from '../../shell/dialogs.js';
 import { pick } from '../../shell/quickpick.js';
 import { reportError, toast } from '../../shell/toasts.js';
+import { navigate } from '../../stores/browser.js';
 import { refreshGit, repos } from '../../stores/git.js';
 import { overviews } from '../../stores/github.js';
 import { checkOutPull, pullArg, pullOfArg } from '../../stores/pull.js';
@@ -18,6 +19,16 @@ import { fold, collapsed } from './state.js';
 export async function openOutside(url) {
   try {
     await call('github/open', { url });
+  } catch (error) {
+    reportError(`Could not open ${url}`, error);
+  }
+}
+
+/** @param {string} url */
+export async function openInPane(url) {
+  openPage('browser', '');
+  try {
+    await navigate(url);
   } catch (error) {
     reportError(`Could not open ${url}`, error);
   }

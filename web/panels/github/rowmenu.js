@@ -2,7 +2,7 @@
 
 import { showMenu } from '../../shell/menus.js';
 import { pullArg } from '../../stores/pull.js';
-import { activate, checkOut, openOutside, openPull } from './actions.js';
+import { activate, checkOut, openInPane, openOutside, openPull } from './actions.js';
 import { lookOver } from './review.js';
 
 /** @typedef {import('../../stores/githubrows.js').GithubRow} GithubRow */
@@ -54,6 +54,7 @@ function pullItems({ repo, pull }) {
 function linkItems(url) {
   return [
     { label: 'Open in Browser', run: () => openOutside(url) },
+    { label: 'Open in the Browser Pane', run: () => openInPane(url) },
     { label: 'Copy Link', run: () => navigator.clipboard.writeText(url) },
   ];
 }
