@@ -109,6 +109,8 @@ std::vector<std::string> Layout::ownTmp() const {
     std::vector<std::string> command = {
         "bwrap",  "--die-with-parent", "--dev-bind", "/", "/", "--bind", mkdir("tmp"), "/tmp",
         "--bind", folder.path(),       folder.path()};
+    // A sanitizer reads these, and the sources may lie in the other "/tmp".
+    command.insert(command.end(), {"--ro-bind", MARLIN_SUPPRESSIONS, MARLIN_SUPPRESSIONS});
     Spawn trial;
     trial.command = command;
     trial.command.push_back("/bin/true");
