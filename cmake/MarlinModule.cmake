@@ -20,7 +20,25 @@ if(MARLIN_SANITIZE)
         -fsanitize=${MARLIN_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
         -fno-sanitize-recover=all
         -Wno-null-dereference -Wno-maybe-uninitialized)
+    # Checking the tests' own expressions nearly doubles the time to compile them. Accesses by addresses
+    # and threads are checked there too, since those checks need to see both sides.
+    define_property(TARGET PROPERTY MARLIN_TEST_CODE INITIALIZE_FROM_VARIABLE MARLIN_TEST_CODE)
+    target_compile_options(marlin_options INTERFACE
+        $<$<BOOL:$<TARGET_PROPERTY:MARLIN_TEST_CODE>>:-fno-sanitize=undefined>)
     target_link_options(marlin_options INTERFACE -fsanitize=${MARLIN_SANITIZE})
+endif()
+
+if(MARLIN_PRECOMPILE)
+    # The macro of this flag must be the same wherever a precompiled header is used.
+    target_compile_options(marlin_options INTERFACE -pthread)
+    # One precompiled header for all modules and one for all tests. A build without them, such as the
+    # release's, shows when a file leans on an include that is not its own.
+    file(WRITE "${CMAKE_BINARY_DIR}/precompiled.cpp" "")
+    add_library(marlin_precompiled OBJECT "${CMAKE_BINARY_DIR}/precompiled.cpp")
+    target_link_libraries(marlin_precompiled PRIVATE marlin_options)
+    target_precompile_headers(marlin_precompiled PRIVATE
+        <algorithm> <atomic> <chrono> <cstdint> <cstdlib> <filesystem> <functional> <map> <memory> <mutex>
+        <optional> <string> <string_view> <thread> <utility> <vector>)
 endif()
 
 # marlin_module(NAME SOURCES... LINKS...): the static library mb_NAME of src/NAME.
@@ -29,6 +47,9 @@ function(marlin_module name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
     add_library(mb_${name} STATIC ${ARG_SOURCES})
     target_link_libraries(mb_${name} PUBLIC marlin_options ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+    if(MARLIN_PRECOMPILE)
+        target_precompile_headers(mb_${name} REUSE_FROM marlin_precompiled)
+    endif()
 endfunction()
 
 # marlin_test(NAME SOURCES... LINKS...): one GoogleTest program, each of its tests known to ctest.
@@ -41,6 +62,9 @@ function(marlin_test name)
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
     target_link_libraries(${name} PRIVATE ${ARG_LINKS} GTest::gtest GTest::gtest_main)
+    if(MARLIN_PRECOMPILE)
+        target_precompile_headers(${name} REUSE_FROM marlin_precompiled_tests)
+    endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
         PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
 endfunction()

@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "util/socket.hpp"
+
 namespace mbdiscord {
 
 namespace {
@@ -29,16 +31,6 @@ uint32_t numberAt(const char* bytes) {
     for (unsigned i = 0; i < 4; ++i)
         number |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[i])) << (8 * i);
     return number;
-}
-
-bool sendAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) continue;
-        if (sent <= 0) return false;
-        bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return true;
 }
 
 }  // namespace
@@ -85,7 +77,7 @@ bool Connection::open(const std::string& path) {
 }
 
 bool Connection::send(Opcode opcode, std::string_view body) const {
-    return fd.value >= 0 && sendAll(fd.value, frameBytes(opcode, body));
+    return fd.value >= 0 && mbutil::sendAll(fd.value, frameBytes(opcode, body));
 }
 
 int Connection::waiting() const {

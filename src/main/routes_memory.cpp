@@ -54,7 +54,7 @@ Response memoryRead(App& app, const Request& request) {
     std::string contents;
     if (!mbmem::resolve(memoryFolder(app), file, path))
         return Response::error(400, "not a memory file");
-    if (!mbutil::readFileRaw(path, contents)) return Response::error(404, "no such memory");
+    if (!mbmem::readNote(path, contents)) return Response::error(404, "no such memory");
     Json answer = Json::object();
     answer.set("ok", true);
     answer.set("file", mbutil::toUtf8Lenient(file));

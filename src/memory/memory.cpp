@@ -32,7 +32,7 @@ std::string_view keyZone(std::string_view text) {
 
 void readEntry(const std::string& path, Entry& entry) {
     std::string text;
-    if (!mbutil::readFileRaw(path, text)) return;
+    if (!readNote(path, text)) return;
     text = mbutil::toUtf8Lenient(std::move(text));
     entry.name = frontmatterValue(text, "name");
     entry.description = frontmatterValue(text, "description");
@@ -47,8 +47,7 @@ Entry entryOf(const std::string& directory, const std::string& file, const struc
     entry.bytes = static_cast<uint64_t>(info.st_size);
     entry.mtime = info.st_mtime;
     entry.isIndex = mbutil::lowerCase(file) == "memory.md";
-    // Whatever else carries such a name, a pipe for one, could block its reader for ever.
-    if (S_ISREG(info.st_mode)) readEntry(mbutil::pathJoin(directory, file), entry);
+    readEntry(mbutil::pathJoin(directory, file), entry);
     if (entry.name.empty()) entry.name = mbutil::toUtf8Lenient(file.substr(0, file.rfind('.')));
     return entry;
 }
@@ -96,6 +95,12 @@ bool resolve(const std::string& directory, const std::string& file, std::string&
     if (file.find("..") != std::string::npos) return false;
     out = directory + "/" + file;
     return true;
+}
+
+bool readNote(const std::string& path, std::string& out) {
+    struct stat info = {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           mbutil::readFileRaw(path, out);
 }
 
 std::string frontmatterValue(std::string_view text, std::string_view key) {

@@ -42,6 +42,10 @@ std::vector<Entry> list(const std::string& directory);
 // is no Markdown file's. The file need not exist.
 bool resolve(const std::string& directory, const std::string& file, std::string& out);
 
+// The bytes of one. False for what cannot be read and for what is no file, such as a pipe, which
+// could hold its reader for ever.
+bool readNote(const std::string& path, std::string& out);
+
 // The value of a "key: value" line of the frontmatter, or of the first bytes of a text without one.
 std::string frontmatterValue(std::string_view text, std::string_view key);
 

@@ -17,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "util/socket.hpp"
 #include "util/util.hpp"
 #include "win/win.hpp"
 #include "json/json.hpp"
@@ -73,16 +74,6 @@ std::string messageFor(const std::vector<std::string>& paths) {
     return message.dump();
 }
 
-bool sendAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR) continue;
-        if (sent <= 0) return false;
-        bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return true;
-}
-
 // In "/tmp" anybody could listen under this name.
 bool isOurs(int fd) {
     ucred peer = {};
@@ -109,7 +100,7 @@ Attempt handOver(const std::string& message, const ForwardOptions& options) {
     const sockaddr_un address = addressOf(options.base + ".sock");
     if (::connect(socket.value, generic(address), sizeof address) != 0 || !isOurs(socket.value))
         return Attempt::refused;
-    if (!sendAll(socket.value, message)) return Attempt::cut;
+    if (!mbutil::sendAll(socket.value, message)) return Attempt::cut;
     (void)::shutdown(socket.value, SHUT_WR);
     return awaitAnswer(socket.value, options.answerMs) ? Attempt::taken : Attempt::refused;
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 #include "app/app_test.hpp"
 #include "support/display.hpp"
@@ -120,6 +121,49 @@ TEST(AppInstance, AfterTheOwnerIsKilledTheNextStartIsTheOwner) {
     Process second = startAgain(layout, next.display(), {file});
     EXPECT_EQ(second.waitForExit(), 0);
     EXPECT_TRUE(events.await("open.request", 30000)) << events.error();
+}
+
+// A second start that has reached the point where it speaks to the owner.
+bool hasSocket(pid_t process) {
+    std::error_code error;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd", error)) {
+        const std::filesystem::path target = std::filesystem::read_symlink(entry.path(), error);
+        if (target.string().rfind("socket:", 0) == 0) return true;
+    }
+    return false;
+}
+
+TEST(AppInstance, OwnerThatIsStoppedIsWaitedForUntilItGoesOn) {
+    const Layout layout;
+    const std::string file = layout.write("home/proj/a.txt", "a");
+    Program first(layout);
+    ASSERT_TRUE(first.awaitBridge() && first.awaitWindow()) << first.errors();
+    Events events(first);
+    ASSERT_TRUE(events.connected()) << events.error();
+    first.process.signal(SIGSTOP);
+    Process second = startAgain(layout, first.display(), {file});
+    EXPECT_TRUE(mbtest::waitUntil([&] { return hasSocket(second.pid()); }, 30000));
+    EXPECT_TRUE(second.running());
+    first.process.signal(SIGCONT);
+    EXPECT_EQ(second.waitForExit(60000), 0) << mbtest::slurp(layout.at("second.txt"));
+    EXPECT_TRUE(events.await("open.request", 30000)) << events.error();
+}
+
+TEST(AppInstance, OwnerThatIsKilledWhileItHangsIsSucceeded) {
+    const Display display;
+    const Layout layout;
+    Program first(layout, {.display = display.name()});
+    ASSERT_TRUE(first.awaitBridge() && first.awaitWindow()) << first.errors();
+    const std::string before = mbtest::slurp(layout.sessionUrlPath());
+    first.process.signal(SIGSTOP);
+    Process second = startAgain(layout, display.name(), {});
+    EXPECT_TRUE(mbtest::waitUntil([&] { return hasSocket(second.pid()); }, 30000));
+    first.process.kill();
+    EXPECT_TRUE(
+        mbtest::waitUntil([&] { return mbtest::slurp(layout.sessionUrlPath()) != before; }, 60000))
+        << mbtest::slurp(layout.at("second.txt"));
+    EXPECT_TRUE(second.running());
 }
 
 // Each start's folder becomes one of the workspace's, so that none can get lost unseen.

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "bridge.hpp"
 #include "memory/memory.hpp"
@@ -48,6 +49,13 @@ TEST_F(MemoryRoutes, AnswersAreUtf8WhateverTheFilesHold) {
     const Json entry = answer.json()["entries"][0];
     EXPECT_EQ(entry["file"].asString(), "caf\xC3\xA9.md");
     EXPECT_EQ(entry["name"].asString(), "\xEF\xBF\xBD") << "the zone ends within the character";
+}
+
+TEST_F(MemoryRoutes, PipeIsNoNote) {
+    write("a.md", "");
+    ASSERT_EQ(::mkfifo((folder + "/pipe.md").c_str(), 0600), 0);
+    expectError(bridge.get("/api/memory/read?file=pipe.md"), 404, "no such memory");
+    EXPECT_EQ(bridge.get("/api/memory/list").json()["entries"].asArray().size(), 2U);
 }
 
 TEST_F(MemoryRoutes, ReadAndWriteGoByName) {
