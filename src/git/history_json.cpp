@@ -6,6 +6,7 @@
 
 #include "git/actions.hpp"
 #include "git/history.hpp"
+#include "git/run.hpp"
 #include "git/text.hpp"
 #include "util/util.hpp"
 
@@ -90,10 +91,11 @@ Json logJson(const std::string& root, int64_t limit, const std::string& path, bo
 }
 
 Json graphJson(const std::string& root, int64_t limit) {
+    auto named = startBeside([&root] { return refs(root); });
     Json commits = Json::array();
     for (const GraphCommit& commit : graph(root, limit)) commits.push(graphCommitJson(commit));
     Json list = Json::array();
-    for (const RefInfo& ref : refs(root)) list.push(refJson(ref));
+    for (const RefInfo& ref : named.get()) list.push(refJson(ref));
     Json answer = Json::object();
     answer.set("commits", std::move(commits));
     answer.set("refs", std::move(list));
