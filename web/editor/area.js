@@ -11,7 +11,6 @@ export function EditorArea() {
   const { groups, layout } = tabs.value;
   const empty = groups.length === 1 && groups[0]?.tabs.length === 0;
   return html`<div class="editor-area" data-drop="editor">
-    <div class="unseen" id="editor-announce" role="status" aria-live="polite"></div>
     ${empty ? html`<${Welcome} />` : html`<${LayoutNode} node=${layout} way=${[]} />`}
   </div>`;
 }

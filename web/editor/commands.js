@@ -4,13 +4,13 @@ import { call } from '../bridge/api.js';
 import { registerCommand } from '../shell/commands.js';
 import { ask, prompt } from '../shell/dialogs.js';
 import { toast } from '../shell/toasts.js';
+import { announce } from '../stores/announce.js';
 import { baseName, absolutePath } from '../stores/paths.js';
 import { roots } from '../stores/settings.js';
 import { closeTab, groupOf, keepTab, openTab, splitGroup, tabKey } from '../stores/tabs.js';
 import { reloadFromDisk } from './documents.js';
 import { onSaved, saveAll, saveAs, saveDocument } from './savefile.js';
 import {
-  activeView,
   dirtyIds,
   frontBuffer,
   frontSavable,
@@ -35,6 +35,7 @@ import {
   split,
 } from './tabactions.js';
 import { changeEncoding, changeIndent, changeLanguage, changeLineEnd } from './pickers.js';
+import { registerTextActions } from './textactions.js';
 
 /** @typedef {Parameters<typeof registerCommand>[0]} Command */
 
@@ -42,8 +43,6 @@ const hasTab = () => frontTab.value !== null;
 const hasText = () => frontBuffer.value !== null;
 const canSave = () => frontSavable.value !== null;
 const hasFile = () => hasTab() && !isUntitled(frontTab.value?.id ?? '');
-/** Ctrl+C and its like belong to whatever has the focus. */
-const inText = () => document.activeElement?.closest('.text-view') instanceof Element;
 const frontId = () => frontTab.value?.id ?? '';
 
 /** @type {Command[]} */
@@ -162,49 +161,6 @@ const kViewCommands = [
   },
 ];
 
-/**
- * Id, title, keys shown (the text editor handles them itself), and the action's own name.
- * @type {[string, string, string[], string][]}
- */
-const kTextActions = [
-  ['editor.undo', 'Undo', ['ctrl+z'], 'undo'],
-  ['editor.redo', 'Redo', ['ctrl+y'], 'redo'],
-  ['editor.cut', 'Cut', ['ctrl+x'], 'editor.action.clipboardCutAction'],
-  ['editor.copy', 'Copy', ['ctrl+c'], 'editor.action.clipboardCopyAction'],
-  ['editor.paste', 'Paste', ['ctrl+v'], 'editor.action.clipboardPasteAction'],
-  ['editor.find', 'Find', ['ctrl+f'], 'actions.find'],
-  ['editor.replace', 'Replace', ['ctrl+h'], 'editor.action.startFindReplaceAction'],
-  ['editor.gotoLine', 'Go to Line…', ['ctrl+g'], 'editor.action.gotoLine'],
-  ['editor.gotoBracket', 'Go to Bracket', ['ctrl+shift+\\'], 'editor.action.jumpToBracket'],
-  ['editor.toggleComment', 'Toggle Line Comment', ['ctrl+/'], 'editor.action.commentLine'],
-  ['editor.toggleBlockComment', 'Toggle Block Comment', ['ctrl+shift+a'], 'editor.action.blockComment'],
-  ['editor.selectAll', 'Select All', ['ctrl+a'], 'editor.action.selectAll'],
-  ['editor.expandSelection', 'Expand Selection', ['shift+alt+right'], 'editor.action.smartSelect.expand'],
-  ['editor.shrinkSelection', 'Shrink Selection', ['shift+alt+left'], 'editor.action.smartSelect.shrink'],
-  ['editor.copyLineUp', 'Copy Line Up', ['shift+alt+up'], 'editor.action.copyLinesUpAction'],
-  ['editor.copyLineDown', 'Copy Line Down', ['shift+alt+down'], 'editor.action.copyLinesDownAction'],
-  ['editor.moveLineUp', 'Move Line Up', ['alt+up'], 'editor.action.moveLinesUpAction'],
-  ['editor.moveLineDown', 'Move Line Down', ['alt+down'], 'editor.action.moveLinesDownAction'],
-  ['editor.cursorAbove', 'Add Cursor Above', ['ctrl+alt+up'], 'editor.action.insertCursorAbove'],
-  ['editor.cursorBelow', 'Add Cursor Below', ['ctrl+alt+down'], 'editor.action.insertCursorBelow'],
-  [
-    'editor.addNextMatch',
-    'Add Next Match to Selection',
-    ['ctrl+d'],
-    'editor.action.addSelectionToNextFindMatch',
-  ],
-  ['editor.selectAllMatches', 'Select All Matches', ['ctrl+shift+l'], 'editor.action.selectHighlights'],
-  ['editor.addComment', 'Add Line Comment', ['ctrl+k ctrl+c'], 'editor.action.addCommentLine'],
-  ['editor.removeComment', 'Remove Line Comment', ['ctrl+k ctrl+u'], 'editor.action.removeCommentLine'],
-  ['editor.foldAll', 'Fold All', ['ctrl+k ctrl+0'], 'editor.foldAll'],
-  ['editor.unfoldAll', 'Unfold All', ['ctrl+k ctrl+j'], 'editor.unfoldAll'],
-  ['editor.toggleFold', 'Toggle Fold', ['ctrl+k ctrl+l'], 'editor.toggleFold'],
-  ['editor.foldRecursively', 'Fold Recursively', ['ctrl+k ctrl+['], 'editor.foldRecursively'],
-  ['editor.unfoldRecursively', 'Unfold Recursively', ['ctrl+k ctrl+]'], 'editor.unfoldRecursively'],
-  ['editor.skipMatch', 'Skip to Next Match', ['ctrl+k ctrl+d'], 'editor.action.moveSelectionToNextFindMatch'],
-  ['editor.trim', 'Trim Trailing Whitespace', ['ctrl+k ctrl+x'], 'editor.action.trimTrailingWhitespace'],
-];
-
 /** @type {Command[]} */
 const kTextCommands = [
   {
@@ -224,10 +180,7 @@ export function registerEditorCommands() {
   for (const command of kFileCommands) registerCommand({ ...command, category: 'File', global: true });
   for (const command of kViewCommands) registerCommand({ ...command, category: 'View', global: true });
   for (const command of kTextCommands) registerCommand({ ...command, category: 'Editor' });
-  for (const [id, title, keys, action] of kTextActions) {
-    const run = () => runInText(action);
-    registerCommand({ id, title, category: 'Editor', keys, keysWhen: inText, when: hasText, run });
-  }
+  registerTextActions();
   for (let number = 1; number <= 3; number++) {
     registerCommand({
       id: `view.group${number}`,
@@ -239,22 +192,7 @@ export function registerEditorCommands() {
       run: () => focusGroupNumber(number),
     });
   }
-  onSaved((path) => announce(`Saved ${baseName(path)}`));
-}
-
-/** @param {string} action */
-function runInText(action) {
-  activeView()?.focus();
-  activeView()?.run(action);
-}
-
-/**
- * For those who hear the page.
- * @param {string} words
- */
-function announce(words) {
-  const region = document.getElementById('editor-announce');
-  if (region) region.textContent = words;
+  onSaved((path) => announce('saved', `Saved ${baseName(path)}`));
 }
 
 async function revert() {

@@ -103,7 +103,7 @@ const kCommands = [
 ];
 
 export function startConflicts() {
-  for (const command of kCommands) registerCommand({ ...command, category: 'Conflict' });
+  for (const command of kCommands) registerCommand({ ...command, category: 'Conflict', place: 'conflict' });
   startConflictPages();
   watchConflicts();
   followTexts();

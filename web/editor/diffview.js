@@ -10,6 +10,7 @@ import { IconButton } from '../shell/places.js';
 import { gitEpoch, gitFailure, gitState, readSides, repoFor } from '../stores/git.js';
 import { diffRule } from '../stores/gitdiffs.js';
 import { readCommitSides } from '../stores/historydetail.js';
+import { readVersionSides } from '../stores/localversionsshown.js';
 import { isOutside } from '../stores/gitstatus.js';
 import { inlineDiff, toggleInline } from './diff.js';
 import { enterDiff } from './diffremark.js';
@@ -104,18 +105,21 @@ function useSides(id, kind) {
   const [read, setRead] = useState(
     /** @type {{id: string, left: string, right: string, failure: string} | null} */ (null),
   );
-  const file = repoFor(id);
-  const known = file !== null;
+  const { local } = diffRule(kind);
+  const file = local ? null : repoFor(id);
+  const known = local !== undefined || file !== null;
   useEffect(() => {
     let alive = true;
-    if (!file) return undefined;
-    readBoth(file, kind)
+    const reading = local ? readVersionSides(id, local) : file && readBoth(file, kind);
+    if (!reading) return undefined;
+    reading
       .then((texts) => alive && setRead({ id, ...texts, failure: '' }))
       .catch((error) => alive && setRead({ id, left: '', right: '', failure: error.message }));
     return () => {
       alive = false;
     };
-  }, [id, kind, known, gitEpoch.value]);
+    // A version stays what it is, even when it is dropped while it is looked at.
+  }, [id, kind, known, local ? 0 : gitEpoch.value]);
 
   if (!known) return [null, noRepository()];
   if (!read || read.id !== id) return [null, ''];

@@ -30,6 +30,25 @@ export function watchBuffers(fn) {
 }
 
 /**
+ * Told of a text with changes that makes way for what is on disk, before it does.
+ * @type {Set<(id: string, buffer: Buffer) => void>}
+ */
+const lossListeners = new Set();
+
+/** @param {(id: string, buffer: Buffer) => void} fn */
+export function beforeLoss(fn) {
+  lossListeners.add(fn);
+}
+
+/** Told of each file or folder that the editor renamed. @type {Set<(from: string, to: string) => void>} */
+const renameListeners = new Set();
+
+/** @param {(from: string, to: string) => void} fn */
+export function onRenamed(fn) {
+  renameListeners.add(fn);
+}
+
+/**
  * The document of a path, read from disk when it is not open yet.
  * @param {string} path
  * @returns {OpenDocument}
@@ -169,6 +188,7 @@ export async function reloadFromDisk(id) {
   if (!buffer) return;
   const file = await readTextFile(id);
   if (file.text === null || file.truncated) throw new Error('the file can no longer be edited as text');
+  if (buffer.dirty.value) for (const fn of lossListeners) fn(id, buffer);
   buffer.adopt(file);
 }
 
@@ -215,6 +235,7 @@ export function followRename(from, to) {
   documents.value = next;
   tabs.value = renameTabs(tabs.value, (id) => (isUntitled(id) ? id : relabel(id, from, to)));
   for (const each of watched) watchAnew(...each);
+  for (const fn of renameListeners) fn(from, to);
 }
 
 /**

@@ -59,7 +59,14 @@ applyTheme();
 onTheme(applyTheme);
 
 /** What the user chose to see around the text. */
-let look = { minimap: false, stickyScroll: false, bracketColors: false, codeLens: true, inlayHints: true };
+let look = {
+  minimap: false,
+  stickyScroll: false,
+  bracketColors: false,
+  codeLens: true,
+  inlayHints: true,
+  screenReader: /** @type {'auto' | 'on' | 'off'} */ ('auto'),
+};
 
 /** @param {typeof look} next views take it with their next rescale() */
 export function setLook(next) {
@@ -83,6 +90,7 @@ function commonOptions() {
     fontSize: parseFloat(style.getPropertyValue('--size-code')) * rem,
     minimap: { enabled: look.minimap },
     codeLens: look.codeLens,
+    accessibilitySupport: look.screenReader,
     inlayHints: { enabled: look.inlayHints ? /** @type {const} */ ('on') : /** @type {const} */ ('off') },
     occurrencesHighlight: /** @type {const} */ ('off'),
     wordBasedSuggestions: /** @type {const} */ ('off'),
@@ -235,6 +243,18 @@ function decorationOf({ line, endLine, kind }) {
 function eolSequence(eol) {
   const { CRLF, LF } = monaco.editor.EndOfLineSequence;
   return eol === '\r\n' ? CRLF : LF;
+}
+
+/**
+ * Runs one of the text editor's own actions in the text that has the focus, the innermost one.
+ * @param {string} action such as "actions.find"
+ * @returns {boolean} false when no text has it
+ */
+export function runInFocus(action) {
+  const editors = monaco.editor.getEditors();
+  const focused = editors.findLast((one) => one.hasTextFocus()) ?? editors.findLast((one) => one.hasWidgetFocus());
+  focused?.trigger('command', action, null);
+  return focused !== undefined;
 }
 
 /** @param {HTMLElement} container */

@@ -96,6 +96,7 @@ export function registerLanguageCommands() {
       category: 'Editor',
       keys,
       keysWhen: inText,
+      place: 'text',
       when: () => offered(method),
       run() {
         activeView()?.focus();

@@ -14,6 +14,22 @@ export const codeLens = signal(true);
 export const inlayHints = signal(true);
 export const formatOnSave = signal(false);
 export const fixOnSave = signal(false);
+/**
+ * Whether texts are laid out for a screen reader; "auto" leaves it to the text editor, which cannot always know.
+ * @type {import('@preact/signals').Signal<'auto' | 'on' | 'off'>}
+ */
+export const screenReader = signal(/** @type {'auto' | 'on' | 'off'} */ ('auto'));
+const kScreenReader = 'editor.screenReader';
+
+/** @param {unknown} wanted */
+const supportOf = (wanted) => (wanted === 'on' || wanted === 'off' ? wanted : 'auto');
+
+/** @param {string} wanted */
+export function setScreenReader(wanted) {
+  screenReader.value = supportOf(wanted);
+  uistate.set(kScreenReader, screenReader.value);
+}
+
 
 /**
  * Command, title, category, the choice and the name it is kept under.
@@ -44,6 +60,7 @@ export function startEditorOptions() {
       },
     });
   }
+  screenReader.value = supportOf(uistate.get(kScreenReader, /** @type {unknown} */ ('auto')));
   effect(() => {
     const look = {
       minimap: minimap.value,
@@ -51,6 +68,7 @@ export function startEditorOptions() {
       bracketColors: bracketColors.value,
       codeLens: codeLens.value,
       inlayHints: inlayHints.value,
+      screenReader: screenReader.value,
     };
     whenEditorHost((host) => {
       host.setLook(look);

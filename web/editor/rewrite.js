@@ -54,6 +54,7 @@ export function startRewrite() {
     global: true,
     when: canRewrite,
     keysWhen: inText,
+    place: 'text',
     run: begin,
   });
   registerCommand({ id: 'rewrite.accept', title: 'Accept the Rewrite', category: 'Claude', when: isShown, run: () => open && accept(open) });

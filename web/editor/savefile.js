@@ -5,6 +5,7 @@ import { reportError } from '../shell/toasts.js';
 import { unencodable } from '../stores/encoding.js';
 import { fileInfo, savePorts } from '../stores/files.js';
 import { joinPath, nameProblem, parentOf, rootOf, stemLength, baseName } from '../stores/paths.js';
+import { watchedPorts } from '../stores/savewatch.js';
 import { baseOf, contentsOf, saveBuffer, serialQueue } from '../stores/saving.js';
 import { roots } from '../stores/settings.js';
 import { openTab } from '../stores/tabs.js';
@@ -33,18 +34,20 @@ export const inTurn = serialQueue();
 /**
  * Saves one document; an untitled one asks for its place.
  * @param {string} id
- * @param {{overwrite?: boolean}} [options]
+ * @param {{overwrite?: boolean, restored?: boolean}} [options] `restored`: the text is that of an earlier version,
+ *   and is written as it stands
  * @returns {Promise<string | null>} the id it has now; null when it was not saved
  */
-export function saveDocument(id, options = {}) {
+export function saveDocument(id, { overwrite = false, restored = false } = {}) {
   if (isUntitled(id)) return saveAs(id);
   return inTurn(id, async () => {
     const buffer = bufferOf(id);
     if (!buffer || buffer.readOnly) return null;
-    for (const fn of beforeListeners) await fn(id, buffer);
+    if (!restored) for (const fn of beforeListeners) await fn(id, buffer);
     if (!(await mayEncode(buffer))) return null;
     try {
-      return await written(id, await saveBuffer(buffer, savePorts, options));
+      const ports = watchedPorts(savePorts, { encoding: buffer.encoding.value, restored });
+      return await written(id, await saveBuffer(buffer, ports, { overwrite }));
     } catch (error) {
       reportError(`Could not save ${buffer.name.value}`, error);
       return null;
@@ -173,8 +176,9 @@ async function writeAs(id, path, exists) {
   const state = buffer.state();
   const bytes = buffer.bytes();
   if (!bytes) return null;
+  const ports = watchedPorts(savePorts, { encoding: buffer.encoding.value });
   try {
-    await (exists ? savePorts.write(path, bytes) : savePorts.create(path, bytes));
+    await (exists ? ports.write(path, bytes) : ports.create(path, bytes));
   } catch (error) {
     reportError(`Could not save ${baseName(path)}`, error);
     return null;

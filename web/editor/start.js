@@ -11,6 +11,7 @@ import { EditorArea } from './area.js';
 import { registerEditorCommands } from './commands.js';
 import { flushBackups, restoreBackups, startHotExit } from './hotexit.js';
 import { editorHost } from './lazy.js';
+import { registerOutsideCommand } from './openoutside.js';
 import { startOutside } from './outside.js';
 import { dropEmptyUntitled, keepSession, restoreSession } from './session.js';
 import { registerEditorStatus } from './status.js';
@@ -19,6 +20,7 @@ import { openFile } from './tabactions.js';
 export function startEditor() {
   registerEditorCommands();
   registerEditorStatus();
+  registerOutsideCommand();
   startHotExit();
   restoreSession();
   setCenter(EditorArea);

@@ -19,14 +19,16 @@ export function registerEditorStatus() {
   registerStatusItem({ id: 'editor.readonly', side: 'left', order: 40, component: ReadOnly });
 }
 
-/** @param {{command: string, what: string, words: string}} props */
-function StatusButton({ command, what, words }) {
+/** @param {{command: string, what: string, words: string, spoken?: string, position?: boolean}} props */
+function StatusButton({ command, what, words, spoken, position = false }) {
   const title = commandById(command)?.title ?? what;
   return html`<button
     type="button"
     class="status-item"
     title=${title}
     aria-label=${`${what}: ${words}`}
+    data-spoken=${spoken}
+    data-position=${position || undefined}
     onClick=${() => runCommand(command)}
   >${words}</button>`;
 }
@@ -36,7 +38,9 @@ function Position() {
   const { line, column, selected, selections } = cursor.value;
   const many = selections > 1 ? `${selections} selections` : `Ln ${line}, Col ${column}`;
   const words = selected ? `${many} (${selected} selected)` : many;
-  return html`<${StatusButton} command="editor.gotoLine" what="Position" words=${words} />`;
+  const place = selections > 1 ? many : `Line ${line}, column ${column}`;
+  const spoken = selected ? `${place}, ${selected === 1 ? '1 character' : `${selected} characters`} selected` : place;
+  return html`<${StatusButton} command="editor.gotoLine" what="Position" words=${words} spoken=${spoken} position />`;
 }
 
 function Indentation() {

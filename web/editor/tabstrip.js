@@ -10,6 +10,7 @@ import { diffRule, isDiff } from '../stores/gitdiffs.js';
 import { isOutside } from '../stores/gitstatus.js';
 import { tabHints } from '../stores/paths.js';
 import { allTabs } from '../stores/tabs.js';
+import { outsideItems } from './openoutside.js';
 import { closeOne, focusGroup, keep, move, showTab } from './tabactions.js';
 import { bufferOf, isUntitled, tabs, titleOf } from './state.js';
 
@@ -185,6 +186,7 @@ function tabMenu(tab) {
           { kind: 'separator' },
           { command: 'file.copyPath', arg: tab.id },
           { command: 'file.reveal', arg: tab.id },
+          ...outsideItems(tab.id),
           { command: 'explorer.show', arg: tab.id, label: 'Show in Explorer' },
         ])
       : []),

@@ -5,7 +5,7 @@ import { chooseTheme, theme, themeChoice, themes } from '../look/theme.js';
 import { setZoom, zoom, zoomBy, ZOOM_STEPS } from '../look/zoom.js';
 import { leave, maximized, shutdown, windowCommand } from '../stores/windowstate.js';
 import { showAbout, showLicences } from './about.js';
-import { commands, fullTitle, keyFor, registerCommand, runCommand } from './commands.js';
+import { registerCommand } from './commands.js';
 import { layout, panelsIn, togglePlace } from './layout.js';
 import { focusMenuBar } from './menubar.js';
 import { pick } from './quickpick.js';
@@ -130,7 +130,6 @@ const WINDOW = [
 
 /** @type {import('./commands.js').Command[]} */
 const HELP = [
-  { id: 'help.keys', title: 'Keyboard Shortcuts', category: 'Help', keys: ['ctrl+k ctrl+s'], run: showKeys },
   { id: 'help.licences', title: 'Licences', category: 'Help', run: () => void showLicences() },
   { id: 'help.about', title: 'About Marlin Bench', category: 'Help', run: () => void showAbout() },
 ];
@@ -166,16 +165,4 @@ async function pickTheme() {
     },
   });
   chooseTheme(chosen ? /** @type {import('../look/theme.js').ThemeId | 'auto'} */ (chosen.id) : before);
-}
-
-async function showKeys() {
-  const items = commands.value.flatMap((command) =>
-    keyFor(command.id) ? [{ id: command.id, label: fullTitle(command), keys: keyFor(command.id) }] : [],
-  );
-  const chosen = await pick({
-    title: 'Keyboard shortcuts',
-    placeholder: 'Find a command by its name',
-    items: items.sort((a, b) => a.label.localeCompare(b.label)),
-  });
-  if (chosen) await runCommand(chosen.id);
 }

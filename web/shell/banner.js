@@ -1,4 +1,5 @@
-// Says when the link to the native side is down, and for a while afterwards that it was.
+// Shows that the link to the native side is down, and for a while afterwards that it was. Screen readers are told of
+// it with all other news (announceview.js).
 
 import { html } from 'htm/preact';
 import { useEffect, useState } from 'preact/hooks';
@@ -19,7 +20,7 @@ export function Banner() {
   }, [state, gap]);
 
   return html`
-    <div role="status" aria-label="Connection">
+    <section aria-label="Connection">
       ${
         state === 'down' &&
         html`
@@ -43,7 +44,7 @@ export function Banner() {
         </div>
       `
       }
-    </div>
+    </section>
   `;
 }
 

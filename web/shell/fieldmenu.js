@@ -87,10 +87,11 @@ function fieldItems(field) {
 }
 
 /**
+ * What a menu offers for the text that is selected; nothing without one.
  * @param {Document} document
  * @returns {import('./menus.js').MenuItem[]}
  */
-function selectionItems(document) {
+export function selectionItems(document) {
   const text = document.getSelection()?.toString() ?? '';
   if (!text) return [];
   return [{ label: 'Copy', keys: 'Ctrl+C', run: () => navigator.clipboard.writeText(text) }];

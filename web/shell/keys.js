@@ -2,11 +2,12 @@
 // on the way up, when whatever has the focus (a text editor, a list) did not take the key itself.
 //
 // The strokes of chords are always taken on the way down: a text editor that saw the first stroke
-// would wait for a second one of its own.
+// would wait for a second one of its own. So is what the user bound, since it shall go before anything that a
+// text editor or a list does with the key by itself.
 
 import { signal } from '@preact/signals';
-import { lookUp, runCommand } from './commands.js';
-import { keyNames, shownKeys } from './keynames.js';
+import { lookUp, runCommand, takenAway } from './commands.js';
+import { isBare, isTyping, keyNames, shownKeys } from './keynames.js';
 
 /** What the status bar says while a chord waits for its second stroke. */
 export const chordHint = signal('');
@@ -14,13 +15,6 @@ export const chordHint = signal('');
 /** A chord that nobody ends is forgotten. */
 const CHORD_MS = 5000;
 const HINT_MS = 3000;
-
-/** Keys that edit text, which a plain text field keeps for itself. */
-const EDITING = new RegExp(
-  '^(?:(?:ctrl\\+)?(?:shift\\+)?' +
-    '(?:left|right|up|down|home|end|backspace|delete|insert|pageup|pagedown|enter|tab|space)' +
-    '|ctrl\\+(?:shift\\+)?[acvxyz])$',
-);
 
 /** @type {Set<(names: string[]) => boolean>} */
 const claims = new Set();
@@ -57,12 +51,27 @@ function onDown(event) {
   const names = strokeNames(event);
   if (!names.length) return;
   if (begun) return finishChord(event, names);
-  if (claimed(names)) return;
-  const found = lookUp(names, '', (command) => command.global === true || isChord(command, names));
-  if (!found || inOverlay()) return;
+  if (claimed(names) || inOverlay()) return;
+  const dead = inTextEditor(event.target) && takenAway(names);
+  const found = lookUp(names, '', (binding) => dead || actsFirst(binding, event.target));
+  if (!found && !dead) return;
   take(event);
+  if (!found) return;
   if ('command' in found) void runCommand(found.command.id);
   else beginChord(found.chord);
+}
+
+/**
+ * Whether a binding goes before what has the focus.
+ * @param {import('./commands.js').Binding} binding
+ * @param {EventTarget | null} target
+ */
+function actsFirst({ command, keys, mine }, target) {
+  const [stroke, more] = keys.split(' ');
+  if (!mine) return command.global === true || more !== undefined;
+  // Keys that type or move are left to whatever has the focus, but for commands that act there alone.
+  if (isBare(stroke)) return command.global === true && command.keysWhen !== undefined;
+  return hasOwnKeys(target) || !isTextField(target) || !isTyping(stroke);
 }
 
 /** @param {KeyboardEvent} event */
@@ -71,7 +80,7 @@ function onUp(event) {
   const names = strokeNames(event);
   if (!names.length || claimed(names)) return;
   if (isTextField(event.target) && names.some((name) => isTyping(name))) return;
-  const found = lookUp(names, '', (command) => !command.global);
+  const found = lookUp(names, '', ({ command, mine }) => mine || !command.global);
   if (!found || !('command' in found)) return;
   take(event);
   void runCommand(found.command.id);
@@ -123,17 +132,6 @@ function strokeNames(event) {
   return keyNames(event);
 }
 
-/**
- * @param {import('./commands.js').Command} command
- * @param {string[]} names
- */
-const isChord = ({ keys }, names) =>
-  keys?.some((key) => names.some((name) => key.startsWith(`${name} `))) ?? false;
-
-/** @param {string} name */
-const isTyping = (name) =>
-  EDITING.test(name) || !/^(?:ctrl|alt|meta|shift\+(?:ctrl|alt))\+|^(?:shift\+)?f\d+$|^escape$/.test(name);
-
 /** Menus and dialogs have their own keys, and nothing behind them may act. */
 const inOverlay = () => document.querySelector('[data-overlay]') !== null;
 
@@ -142,6 +140,16 @@ function isTextField(target) {
   if (!(target instanceof HTMLElement)) return false;
   return target.isContentEditable || target.matches('input, textarea, select');
 }
+
+/** @param {EventTarget | null} target */
+const inTextEditor = (target) => target instanceof Element && target.closest('.monaco-editor') !== null;
+
+/**
+ * Text editors and terminals take keys with a field that nobody sees.
+ * @param {EventTarget | null} target
+ */
+const hasOwnKeys = (target) =>
+  inTextEditor(target) || (target instanceof Element && target.closest('.terminal-screen') !== null);
 
 /** @param {KeyboardEvent} event */
 function take(event) {

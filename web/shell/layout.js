@@ -45,6 +45,12 @@ export const layout = signal({
   right: { open: false, size: LIMITS.right.first, active: '' },
 });
 
+/** What zen mode has put away, to come back to; null while it is off. @type {import('@preact/signals').Signal<Record<Place, PlaceState> | null>} */
+const putAway = signal(null);
+
+/** Whether there is nothing around the text. What is opened in zen mode stays open only as long as that lasts. */
+export const zen = computed(() => putAway.value !== null);
+
 /** @param {import('preact').ComponentType} component */
 export function setCenter(component) {
   center.value = component;
@@ -101,6 +107,24 @@ export function resizePlace(place, size) {
   change(place, { size: Math.min(most, Math.max(least, Math.round(size * 16) / 16)) });
 }
 
+/** @param {boolean} on */
+export function setZen(on) {
+  if (on === zen.value) return;
+  set('zen', on || undefined);
+  if (on) {
+    putAway.value = layout.value;
+    const { side, bottom, right } = layout.value;
+    layout.value = {
+      side: { ...side, open: false },
+      bottom: { ...bottom, open: false },
+      right: { ...right, open: false },
+    };
+  } else {
+    layout.value = putAway.value ?? layout.value;
+    putAway.value = null;
+  }
+}
+
 /** Takes up what was left; values that make no sense stay as designed. */
 export function loadLayout() {
   const kept = get('layout', /** @type {any} */ ({}));
@@ -115,6 +139,7 @@ export function loadLayout() {
     };
   }
   layout.value = next;
+  if (get('zen', /** @type {unknown} */ (false)) === true) setZen(true);
 }
 
 /**
@@ -123,5 +148,5 @@ export function loadLayout() {
  */
 function change(place, state) {
   layout.value = { ...layout.value, [place]: { ...layout.value[place], ...state } };
-  set('layout', layout.value);
+  if (!zen.value) set('layout', layout.value);
 }

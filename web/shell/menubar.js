@@ -16,6 +16,8 @@ const MENUS = [
       ['explorer.addFolder', 'explorer.removeFolder'],
       ['file.save', 'file.saveAs', 'file.saveAll'],
       ['file.revert', 'file.close', 'file.closeAll', 'file.reopenClosed'],
+      ['history.show', 'file.openOutside'],
+      ['settings.open', 'help.keys'],
       ['window.quit'],
     ],
   },
@@ -24,7 +26,7 @@ const MENUS = [
     groups: [
       ['editor.undo', 'editor.redo'],
       ['editor.cut', 'editor.copy', 'editor.paste'],
-      ['editor.find', 'editor.replace'],
+      ['editor.find', 'editor.findNext', 'editor.findPrevious', 'editor.replace'],
       ['search.focus', 'search.replace'],
       ['editor.toggleComment', 'editor.toggleBlockComment', 'editor.format'],
       ['editor.rename', 'editor.quickFix', 'editor.refactor'],
@@ -35,6 +37,7 @@ const MENUS = [
     groups: [
       ['editor.selectAll', 'editor.expandSelection', 'editor.shrinkSelection'],
       ['editor.copyLineUp', 'editor.copyLineDown', 'editor.moveLineUp', 'editor.moveLineDown'],
+      ['editor.lineAbove', 'editor.lineBelow', 'editor.joinLines', 'editor.deleteLine'],
       ['editor.cursorAbove', 'editor.cursorBelow', 'editor.addNextMatch', 'editor.selectAllMatches'],
     ],
   },
@@ -44,7 +47,7 @@ const MENUS = [
       ['palette.show'],
       ['explorer.focus', 'search.focus', 'scm.focus', 'chat.focus', 'terminal.toggle', 'outline.focus'],
       ['panel.problems', 'panel.jobs', 'servers.show', 'panel.log', 'panel.health'],
-      ['layout.toggleSide', 'layout.toggleBottom', 'layout.toggleRight'],
+      ['layout.toggleSide', 'layout.toggleBottom', 'layout.toggleRight', 'layout.zen'],
       ['view.splitRight', 'view.splitDown', 'view.wordWrap', 'view.markdownPreview'],
       ['view.breadcrumbs', 'view.minimap', 'view.stickyScroll', 'view.bracketColors', 'view.codeLens', 'view.inlayHints'],
       ['look.theme', 'look.zoomIn', 'look.zoomOut', 'look.zoomReset'],
@@ -75,7 +78,7 @@ const MENUS = [
     title: 'Window',
     groups: [['window.minimize', 'window.maximize'], ['window.close']],
   },
-  { title: 'Help', groups: [['help.keys', 'help.licences', 'help.about']] },
+  { title: 'Help', groups: [['help.keys', 'keys.import'], ['help.licences', 'help.about']] },
 ];
 
 /** @param {string[][]} groups */

@@ -5,13 +5,14 @@ import { html } from 'htm/preact';
 import { useLayoutEffect, useRef } from 'preact/hooks';
 import { active } from '../stores/windowstate.js';
 import { roots } from '../stores/settings.js';
+import { SpokenLayer } from './announceview.js';
 import { Banner } from './banner.js';
 import { keyFor, runCommand } from './commands.js';
 import { DialogLayer } from './dialogview.js';
 import { openDialog } from './dialogs.js';
 import { rescueFocus, setFocusFallback } from './focus.js';
 import { icon } from './icons.js';
-import { center, layout, panelsIn, visible } from './layout.js';
+import { center, layout, panelsIn, visible, zen } from './layout.js';
 import { MenuBar } from './menubar.js';
 import { MenuLayer } from './menuview.js';
 import { ActivityBar, IconButton, SidePanel, TabbedPlace } from './places.js';
@@ -19,6 +20,7 @@ import { openPick } from './quickpick.js';
 import { PickLayer } from './quickpickview.js';
 import { StatusBar } from './statusview.js';
 import { ToastLayer } from './toastview.js';
+import { zenClasses } from './zen.js';
 
 /** The landmarks that F6 goes through, in order. */
 const PARTS = ['header', 'activity', 'side', 'center', 'bottom', 'right', 'status'];
@@ -35,14 +37,14 @@ export function Shell() {
   // A folded panel takes the focus with it, which then must not be nowhere.
   useLayoutEffect(() => {
     if (!modal) rescueFocus();
-  }, [shown.side, shown.bottom, shown.right]);
+  }, [shown.side, shown.bottom, shown.right, zen.value]);
 
   return html`
-    <div class=${`page ${active.value ? '' : 'resting'}`} ref=${page} inert=${modal}>
+    <div class=${`page ${active.value ? '' : 'resting'} ${zenClasses()}`} ref=${page} inert=${modal}>
       <${Header} />
       <${Banner} />
       <div class="middle">
-        <${ActivityBar} />
+        ${!zen.value && html`<${ActivityBar} />`}
         ${shown.side && html`<${SidePanel} />`}
         <div class="column">
           <main class="center" aria-label="Editor" data-part="center" tabindex="-1">
@@ -55,6 +57,7 @@ export function Shell() {
       <${StatusBar} />
       <${ToastLayer} />
     </div>
+    <${SpokenLayer} />
     <${DialogLayer} />
     <${PickLayer} />
     <${MenuLayer} />

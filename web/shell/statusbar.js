@@ -24,3 +24,26 @@ export function registerStatusItem(item) {
     statusItems.value = statusItems.value.filter((one) => one !== item);
   };
 }
+
+/**
+ * What items say, in words that can be read aloud: an item's own words for that, its name, or else its text.
+ * @param {Iterable<Element>} items
+ */
+export function statusWords(items) {
+  const words = [...items].map(
+    (item) => item.getAttribute('data-spoken') ?? item.getAttribute('aria-label') ?? readText(item),
+  );
+  return words
+    .map((one) => one.replace(/\s+/g, ' ').trim())
+    .filter(Boolean)
+    .join('. ');
+}
+
+/** The text without what is only to be seen. @param {Element} element @returns {string} */
+function readText(element) {
+  const pieces = [...element.childNodes].map((node) => {
+    if (!(node instanceof Element)) return node.textContent ?? '';
+    return node.getAttribute('aria-hidden') === 'true' ? '' : readText(node);
+  });
+  return pieces.join('');
+}

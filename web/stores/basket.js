@@ -14,7 +14,7 @@ export const QUOTED_LINES = 30;
  * @typedef {object} RemarkPlace
  * @property {string} path as people know the file, a workspace path where it has one
  * @property {'old' | 'new'} side of the comparison
- * @property {number} from the first line, from 1
+ * @property {number} from the first line, from 1; 0 where the lines have no number that is known
  * @property {number} to
  * @property {string[]} quote the lines as they stood there
  * @property {string} source what the lines are of: "working tree", "pull request #12 of proj", "task Fix it"
@@ -91,7 +91,10 @@ export function removeSent(sent) {
 }
 
 /** @param {{path: string, from: number, to: number}} place */
-export const placeWords = ({ path, from, to }) => (from === to ? `${path}:${from}` : `${path}:${from}-${to}`);
+export function placeWords({ path, from, to }) {
+  if (!from) return path;
+  return from === to ? `${path}:${from}` : `${path}:${from}-${to}`;
+}
 
 /**
  * All remarks as one message.

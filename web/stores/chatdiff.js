@@ -7,7 +7,10 @@ export const CONTEXT = 3;
 export const MOST_CELLS = 250000;
 export const SHOWN_ROWS = 400;
 
-/** @typedef {{kind: 'same' | 'added' | 'removed' | 'gap', text: string}} DiffRow */
+/**
+ * A line with its numbers in both texts, from 1; 0 where it is not.
+ * @typedef {{kind: 'same' | 'added' | 'removed' | 'gap', text: string, old: number, new: number}} DiffRow
+ */
 
 /**
  * @param {string} before
@@ -24,7 +27,7 @@ export function lineDiff(before, after) {
     ...from.slice(from.length - tail).map((text) => row('same', text)),
   ];
   return {
-    rows: shortened(rows),
+    rows: shortened(numbered(rows)),
     added: middle.filter(({ kind }) => kind === 'added').length,
     removed: middle.filter(({ kind }) => kind === 'removed').length,
   };
@@ -93,6 +96,16 @@ function walked(from, to, common) {
   return rows;
 }
 
+/** @param {DiffRow[]} rows */
+function numbered(rows) {
+  let [old, now] = [0, 0];
+  for (const one of rows) {
+    if (one.kind !== 'added') one.old = ++old;
+    if (one.kind !== 'removed') one.new = ++now;
+  }
+  return rows;
+}
+
 /**
  * Only what is near a change, and not without end.
  * @param {DiffRow[]} rows
@@ -118,4 +131,17 @@ function shortened(rows) {
  * @param {string} text
  * @returns {DiffRow}
  */
-const row = (kind, text) => ({ kind, text });
+const row = (kind, text) => ({ kind, text, old: 0, new: 0 });
+
+/**
+ * The line of a file in which a part of it begins, from 1.
+ * @param {string} file
+ * @param {string} part
+ * @returns {number} 0 where the file does not have it, or has it more than once
+ */
+export function lineOf(file, part) {
+  const [whole, sought] = [file, part].map((text) => text.replace(/\r\n?/g, '\n'));
+  const at = sought ? whole.indexOf(sought) : -1;
+  if (at < 0 || whole.indexOf(sought, at + 1) >= 0) return 0;
+  return whole.slice(0, at).split('\n').length;
+}

@@ -1,7 +1,9 @@
 // The comparisons that a tab can show: what stands left and right of each.
 
+import { versionMoment } from './localversions.js';
+
 /**
- * @typedef {'diff' | 'diff-staged' | 'diff-head' | `diff-with:${string}` | `diff-commit:${string}`} DiffKind
+ * @typedef {'diff' | 'diff-staged' | 'diff-head' | `diff-with:${string}` | `diff-commit:${string}` | `diff-local:${string}`} DiffKind
  * @typedef {{hash: string, parent: string, old: string}} InCommit `parent` is "" for a first commit, `old` the path in it
  * @typedef {object} DiffRule
  * @property {string} left a revision as git's "show" takes it; ":0" is the index
@@ -9,6 +11,7 @@
  * @property {[string, string]} words what the sides are
  * @property {string} suffix behind the name of the file in its tab
  * @property {InCommit} [commit] whose change of the file is shown
+ * @property {{left: number, right: number}} [local] versions by their times; `right` is 0 for the file as it is
  */
 
 /** @type {Record<string, DiffRule>} */
@@ -36,6 +39,16 @@ const kInCommit = /^diff-commit:([0-9a-f]{7,40}):([0-9a-f]{7,40})?:([^]*)$/;
  */
 export const diffIn = ({ hash, parent, old }) => `diff-commit:${hash}:${parent}:${old}`;
 
+const kLocal = /^diff-local:(\d{1,15})(?::(\d{1,15}))?$/;
+
+/**
+ * A local version with a later one, or with the file as it is.
+ * @param {number} left its time
+ * @param {number} [right]
+ * @returns {DiffKind}
+ */
+export const diffLocal = (left, right) => `diff-local:${right === undefined ? left : `${left}:${right}`}`;
+
 /** @param {string} rev */
 const shown = (rev) => (/^[0-9a-f]{40}$/.test(rev) ? rev.slice(0, 7) : rev);
 
@@ -45,7 +58,7 @@ const shown = (rev) => (/^[0-9a-f]{40}$/.test(rev) ? rev.slice(0, 7) : rev);
  */
 export function isDiff(kind) {
   if (typeof kind !== 'string') return false;
-  return Object.hasOwn(kDiffs, kind) || (kind.startsWith(kWith) && kind !== kWith) || kInCommit.test(kind);
+  return Object.hasOwn(kDiffs, kind) || (kind.startsWith(kWith) && kind !== kWith) || kInCommit.test(kind) || kLocal.test(kind);
 }
 
 /**
@@ -58,9 +71,18 @@ export function diffRule(kind) {
     const words = /** @type {[string, string]} */ ([parent ? shown(parent) : 'Nothing', shown(hash)]);
     return { left: parent, right: hash, words, suffix: ` (${shown(hash)})`, commit: { hash, parent, old } };
   }
+  const [, older = '', newer = ''] = kLocal.exec(kind) ?? [];
+  if (older) return localRule(Number(older), newer);
   if (!kind.startsWith(kWith)) return kDiffs[kind];
   const branch = kind.slice(kWith.length);
   return { left: branch, right: '', words: [shown(branch), 'Working tree'], suffix: ` (${shown(branch)})` };
+}
+
+/** @param {number} left @param {string} right @returns {DiffRule} */
+function localRule(left, right) {
+  const [older, newer] = [left, Number(right)].map(versionMoment);
+  const words = /** @type {[string, string]} */ ([`Version of ${older}`, right ? `Version of ${newer}` : 'The file as it is']);
+  return { left: String(left), right, words, suffix: ` (${right ? newer : older})`, local: { left, right: Number(right) } };
 }
 
 /**

@@ -6,6 +6,7 @@ import { BridgeError, call, get } from '../bridge/api.js';
 import { on, onReconnect } from '../bridge/events.js';
 import { readTextFile, savePorts } from './files.js';
 import { baseName, isInside } from './paths.js';
+import { watchedPorts } from './savewatch.js';
 import { hitKey, hitOf, hitsOfText } from './searchhits.js';
 import { replaceHits } from './searchreplace.js';
 import { countHits, filtered, gather, rowsOf, withFile } from './searchresults.js';
@@ -447,7 +448,7 @@ export async function replace(files) {
   const outcome = await replaceHits(files, {
     open: (path) => ports.openTexts().find(({ id }) => id === path) ?? null,
     read: readTextFile,
-    files: savePorts,
+    files: watchedPorts(savePorts),
     match: async (text) => (await ports.match([text], wanted))[0] ?? [],
     replaceWhole: (paths) =>
       call('search/replace', { query, replacement, case: caseSensitive, word, regex, paths }),

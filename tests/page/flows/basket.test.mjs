@@ -1,8 +1,10 @@
 // The review basket in Chromium on the real bridge: remarks on comparisons, sent to the conversation or a task.
 import assert from 'node:assert/strict';
+import { join } from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 import { installClaude, introduces, out, until } from '../support/chatclaude.mjs';
-import { init, result } from '../support/chatlines.mjs';
+import { asks, calls, init, result, toolResult } from '../support/chatlines.mjs';
+import { chatSteps } from '../support/chatsteps.mjs';
 import { axeFindings, startEditor } from '../support/editor.mjs';
 import { makeGh } from '../support/github.mjs';
 import { repositoryIn } from '../support/repository.mjs';
@@ -111,6 +113,70 @@ test('basket: what could not be sent stays, and goes out only once', async () =>
   await editor.api('config', { claudeCommand: claude.path });
   const refusals = page.complaints.splice(0).filter((words) => !words.includes('status of 500'));
   assert.deepEqual(refusals, []);
+});
+
+test('basket: lines of what Claude edited, by keys and mouse, lead to the file and back to the conversation', async () => {
+  const { talk, ended, field } = chatSteps(page, claude);
+  const path = join(editor.project, 'pond.txt');
+  const edit = { file_path: path, old_string: 'pike\nroach', new_string: 'trout\nroach' };
+  await talk([
+    out(init()),
+    out(calls('t1', 'Edit', edit)),
+    out(toolResult('t1', 'ok')),
+    out(calls('t2', 'Edit', { ...edit, new_string: 'nowhere' })),
+    out(toolResult('t2', 'ok')),
+    out(calls('t3', 'Write', { file_path: path, content: 'carp\ntrout\nroach\n' })),
+    out(toolResult('t3', 'no', true)),
+    out(result()),
+  ]);
+  await ended();
+  const lines = (call) => page.locator(`[data-call="${call}"]`).getByRole('listbox', { name: 'Lines of proj/pond.txt' });
+  await lines('t1').focus();
+  for (const key of ['ArrowDown', 'ArrowDown', 'Shift+ArrowDown']) await page.keyboard.press(key);
+  assert.deepEqual(await lines('t1').getByRole('option', { selected: true }).allInnerTexts(), ['+ trout', '  roach']);
+  assert.deepEqual(await axeFindings(page), []);
+  await page.keyboard.press('r');
+  await remarkField().waitFor();
+  await write('Two lines.');
+  await page.waitForFunction(() => document.activeElement?.closest('[data-call="t1"]'));
+  await lines('t1').getByRole('option', { name: '- pike' }).click({ button: 'right' });
+  await page.getByRole('menuitem', { name: 'Remark on the Line…' }).click();
+  await write('It was a pike.');
+  await lines('t2').getByRole('option', { name: '+ nowhere' }).dblclick();
+  await lines('t2').getByRole('option', { name: '+ nowhere' }).click({ button: 'right' });
+  await page.getByRole('menuitem', { name: 'Copy' }).waitFor(); // the word that is marked
+  await page.getByRole('menuitem', { name: 'Remark on the Whole Change…' }).click();
+  await write('Not there.');
+  await lines('t3').getByRole('option', { name: '+ roach' }).click();
+  await page.keyboard.press('r');
+  await write('Written third.');
+  await page.getByRole('button', { name: '4 remarks in the basket' }).click();
+  await basket().nth(3).waitFor();
+  assert.match(await basket().nth(0).innerText(), /proj\/pond\.txt:2-3[^]*an edit of Claude[^]*trout\nroach/);
+  assert.match(await basket().nth(1).innerText(), /proj\/pond\.txt:2\n[^]*as it was before[^]*pike/);
+  assert.match(await basket().nth(2).innerText(), /proj\/pond\.txt\n[^]*nowhere/);
+  assert.match(await basket().nth(3).innerText(), /proj\/pond\.txt:3\n[^]*an edit that Claude proposed[^]*roach/);
+  await basket().nth(3).getByRole('button', { name: 'Show proj/pond.txt:3' }).click();
+  await page.waitForSelector('.tab.front[title="proj/pond.txt"]');
+  await page.locator('.status', { hasText: 'Ln 3' }).waitFor();
+  await claude.play(...introduces(), 'expect "user"', out(init()), out(result()));
+  await page.getByRole('button', { name: 'Send to Chat' }).click();
+  await field().waitFor();
+  const said = await until(async () => (await claude.stdin()).findLast(({ type, message }) => type === 'user' && JSON.stringify(message).includes('Two lines.')));
+  assert.match(JSON.stringify(said.message.content), /proj\/pond\.txt:2-3 \(an edit of Claude\)\\n\\n> trout\\n> roach\\n\\nTwo lines\./);
+});
+
+test('basket: lines of what Claude asks to edit', async () => {
+  const { talk, card } = chatSteps(page, claude);
+  const input = { file_path: join(editor.project, 'pond.txt'), old_string: 'roach', new_string: 'perch' };
+  await talk([out(init()), out(asks('q1', 'Edit', input)), 'expect "control_response"', out(result())]);
+  await card().getByRole('option', { name: '- roach' }).click();
+  await page.keyboard.press('r');
+  await write('Keep it.');
+  await card().waitFor();
+  await page.getByRole('button', { name: '1 remark in the basket' }).click();
+  await basket().waitFor();
+  assert.match(await basket().innerText(), /proj\/pond\.txt:3\n[^]*an edit that Claude proposed, as it was before[^]*roach/);
 });
 
 test('basket: a task gets the remarks', async () => {

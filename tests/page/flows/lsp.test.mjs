@@ -66,6 +66,7 @@ test('language servers: the first file starts its server, whose findings are lis
   await running();
   await page.waitForSelector('.text-view .squiggly-error');
   await page.waitForSelector('.text-view .squiggly-warning');
+  await page.locator('[role="status"]', { hasText: '1 error, 1 warning.' }).waitFor({ state: 'attached' });
   await page.getByRole('button', { name: 'Problems: 1 errors, 1 warnings' }).click();
   const rows = page.locator('.problem-row.problem');
   assert.match((await rows.allInnerTexts()).join('\n'), /BAD is not good[^]*toy bad[^]*2:1[^]*something to do[^]*3:1/);

@@ -49,7 +49,7 @@ async function searchFor(page, query, words) {
   await sums(page, words);
 }
 
-const sums = (page, words) => page.locator('.search-words [role="status"]', { hasText: words }).waitFor();
+const sums = (page, words) => page.locator('.search-words span', { hasText: words }).waitFor();
 const rowTexts = (page) =>
   page
     .locator('.search-row')

@@ -1,6 +1,6 @@
 // Settings, and what is reached from them: the desktop's entry, the project's set-up, Claude's notes.
 import assert from 'node:assert/strict';
-import { access, readFile, writeFile } from 'node:fs/promises';
+import { access, mkdir, readFile, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFindings, openPage, startEditor } from '../support/editor.mjs';
@@ -51,7 +51,7 @@ test('settings: a change reaches the file, and what others keep beside it stays'
 });
 
 test('settings: what no route can write is shown with its key, and every section is accessible', async () => {
-  for (const name of ['Look', 'Editor', 'Claude', 'Project', 'Updates', 'Desktop', 'Discord Status', 'Settings File']) {
+  for (const name of ['Look', 'Editor', 'Screen Reader', 'Claude', 'Project', 'Updates', 'Desktop', 'Discord Status', 'Settings File']) {
     await section(name);
     await body().getByRole('heading', { name, exact: true }).waitFor();
     assert.deepEqual(await axeFindings(page), [], name);
@@ -71,10 +71,47 @@ test('settings: the desktop gets its entry and loses it again', async () => {
   await assert.rejects(access(entry));
 });
 
+test('settings: settings of Claude that do not parse are not replaced unasked', async () => {
+  const path = join(editor.project, '.claude/settings.local.json');
+  const broken = '{"permissions": {"allow": ["Bash"]},}\n';
+  await mkdir(join(editor.project, '.claude'));
+  await writeFile(path, broken);
+  await section('Project');
+  const notes = page.getByLabel('Claude keeps notes');
+  const before = await notes.isChecked();
+  await notes.click();
+  const question = page.getByRole('alertdialog', { name: 'Replace proj/.claude/settings.local.json?' });
+  await question.getByText('"permissions": {"allow"').waitFor();
+  assert.deepEqual(await axeFindings(page), []);
+  await page.keyboard.press('Escape');
+  await question.waitFor({ state: 'detached' });
+  await page.waitForFunction(
+    (state) => document.querySelector('.setting-project input[type=checkbox]')?.checked === state,
+    before,
+  );
+  assert.equal(await readFile(path, 'utf8'), broken);
+
+  await page.getByRole('button', { name: 'Set Up What Is Missing' }).click();
+  await question.getByRole('button', { name: 'Open the File' }).click();
+  await page.locator('.tab.front[title="proj/.claude/settings.local.json"]').waitFor();
+  assert.equal(await readFile(path, 'utf8'), broken);
+  await page.keyboard.press('Control+w');
+
+  await page.keyboard.press('Control+,');
+  await page.getByRole('button', { name: 'Set Up What Is Missing' }).click();
+  const written = answered('project/setup');
+  await question.getByRole('button', { name: 'Replace It' }).click();
+  await written;
+  assert.deepEqual(JSON.parse(await readFile(path, 'utf8')), { autoMemoryEnabled: true });
+});
+
 test('settings: one button sets up what a project lacks, and then it has notes to write', async () => {
   await section('Project');
-  await page.getByRole('button', { name: 'Set Up What Is Missing' }).click();
-  await page.getByRole('button', { name: 'Set Up What Is Missing' }).waitFor({ state: 'detached' });
+  const button = page.getByRole('button', { name: 'Set Up What Is Missing' });
+  // What the questions before this have set up stays so until a switch takes it back.
+  await page.getByLabel('Claude keeps notes').uncheck();
+  await button.click();
+  await button.waitFor({ state: 'detached' });
   assert.equal(await page.getByLabel('Claude keeps notes').isChecked(), true);
   await page.getByRole('button', { name: 'Show Memory' }).click();
   await page.getByRole('button', { name: 'MEMORY' }).waitFor();

@@ -57,6 +57,13 @@ test('basket: one message of all remarks, with their places and lines', () => {
   assert.equal(basket.titleOf(basket.remarks.value.slice(0, 1)), 'Review remarks on fish.c');
 });
 
+test('basket: lines without a known number are told by their quote', () => {
+  basket.removeSent(basket.remarks.value);
+  basket.addRemark(place({ from: 0, to: 0, jump: null, source: 'an edit of Claude' }), 'Why?');
+  assert.equal(basket.placeWords(basket.remarks.value[0]), 'p/src/fish.c');
+  assert.match(basket.messageOf(basket.remarks.value), /\n\np\/src\/fish\.c \(an edit of Claude\)\n\n> static int count;/);
+});
+
 test('basket: long quotes are cut, and a basket that has no room says so', () => {
   basket.removeSent(basket.remarks.value);
   basket.addRemark(place({ quote: Array.from({ length: 100 }, (_, at) => `line ${at}`) }), 'long');

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { CONTEXT, SHOWN_ROWS, lineDiff } from '../../../web/stores/chatdiff.js';
+import { CONTEXT, SHOWN_ROWS, lineDiff, lineOf } from '../../../web/stores/chatdiff.js';
 import {
   LISTED,
   TRANSCRIPT_CHARS,
@@ -48,6 +48,24 @@ test('chat diff: lines that stay, go and come', () => {
   assert.deepEqual(signs(lineDiff('a\nb\nc\nd', 'b\nc\nx\nd')), ['-a', ' b', ' c', '+x', ' d']);
   const { added, removed: gone } = lineDiff('a\nb', 'b\nc\nd');
   assert.deepEqual([added, gone], [2, 1]);
+});
+
+test('chat diff: each line has its numbers in both texts, also behind a gap', () => {
+  const numbers = ({ rows }) => rows.map(({ old, new: now }) => `${old}:${now}`);
+  assert.deepEqual(numbers(lineDiff('a\nb\nc\n', 'a\nB\nx\nc\n')), ['1:1', '2:0', '0:2', '0:3', '3:4']);
+  const many = Array.from({ length: 20 }, (_, i) => `line ${i}`);
+  const rows = lineDiff(many.join('\n'), many.toSpliced(15, 1).toSpliced(2, 0, 'more').join('\n')).rows;
+  assert.deepEqual(rows.filter(({ kind }) => kind === 'gap').map(({ old, new: now }) => [old, now]), [[0, 0]]);
+  assert.deepEqual(rows.filter(({ kind }) => kind === 'removed'), [{ kind: 'removed', text: 'line 15', old: 16, new: 0 }]);
+  assert.deepEqual([rows.at(-1).old, rows.at(-1).new], [19, 19]);
+});
+
+test('chat diff: a part of a file has a line while it is there once', () => {
+  assert.equal(lineOf('a\nb\nc\n', 'b\nc'), 2);
+  assert.equal(lineOf('a\nb\nc\n', 'a'), 1);
+  assert.equal(lineOf('a\r\nb\rc', 'b\nc'), 2, 'whatever ends the lines');
+  assert.equal(lineOf('one two\nthree', 'two'), 1);
+  for (const [file, part] of [['a\nb\na', 'a'], ['aaa', 'aa'], ['a', 'x'], ['a', ''], ['', 'a']]) assert.equal(lineOf(file, part), 0);
 });
 
 test('chat diff: far from a change nothing is shown, and a long one is cut', () => {

@@ -23,7 +23,10 @@ test('keys: names of strokes on several keyboards', () => {
     [press('ArrowUp', 'ArrowUp', 'alt'), ['alt+up']],
     [press(' ', 'Space', 'ctrl'), ['ctrl+space']],
     [press('+', 'Equal', 'ctrl', 'shift'), ['ctrl+shift+plus', 'ctrl+shift+=']],
-    [press('+', 'NumpadAdd', 'ctrl'), ['ctrl+plus', 'ctrl+=']],
+    [press('+', 'NumpadAdd', 'ctrl'), ['ctrl+numpad_add', 'ctrl+plus', 'ctrl+=']],
+    [press('7', 'Numpad7', 'ctrl'), ['ctrl+numpad7', 'ctrl+7']],
+    [press('Home', 'Numpad7', 'ctrl'), ['ctrl+home']],
+    [press('Enter', 'NumpadEnter', 'ctrl'), ['ctrl+enter']],
     [press('!', 'Digit1', 'ctrl', 'shift'), ['ctrl+shift+!', 'ctrl+shift+1']],
     // Cyrillic: the letter is by place what a command is named for.
     [press('с', 'KeyC', 'ctrl'), ['ctrl+с', 'ctrl+c']],

@@ -61,3 +61,41 @@ test('theme: the desktop chooses among four', () => {
   assert.equal(desktopTheme({ light: false, contrast: true }), 'marlin-contrast-dark');
   assert.equal(desktopTheme({ light: true, contrast: true }), 'marlin-contrast-light');
 });
+
+test('layout: zen mode puts everything away, and what is opened in it does not outlive it', async () => {
+  const first = await fresh('zen');
+  first.registerPanel(panel('files', 'side'));
+  first.registerPanel(panel('log', 'bottom'));
+  first.registerPanel(panel('chat', 'right'));
+  first.showPanel('log');
+  first.resizePlace('bottom', 20);
+  const before = first.layout.value;
+  const kept = get('layout', {});
+  first.setZen(true);
+  assert.equal(first.zen.value, true);
+  assert.deepEqual(first.visible.value, { side: false, bottom: false, right: false });
+  first.showPanel('chat');
+  first.resizePlace('right', 30);
+  assert.equal(first.visible.value.right, true);
+  assert.deepEqual(get('layout', {}), kept, 'what was there is what comes back, also after a restart');
+
+  const again = await fresh('zenagain');
+  again.loadLayout();
+  again.registerPanel(panel('log', 'bottom'));
+  assert.equal(again.zen.value, true, 'a reload goes on in zen mode');
+  assert.equal(again.visible.value.bottom, false);
+  again.setZen(false);
+  assert.equal(again.visible.value.bottom, true);
+  assert.equal(again.layout.value.bottom.size, 20);
+  assert.equal(get('zen', 'none'), 'none');
+
+  first.setZen(true);
+  first.setZen(false);
+  first.setZen(false);
+  assert.deepEqual(first.layout.value, before);
+  set('zen', 'yes');
+  const odd = await fresh('zenodd');
+  odd.loadLayout();
+  assert.equal(odd.zen.value, false);
+  set('zen', undefined);
+});

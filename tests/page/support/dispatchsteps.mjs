@@ -6,7 +6,7 @@ import { startEditor } from './editor.mjs';
 import { repositoryIn } from './repository.mjs';
 
 /** Whoever runs the tests may have no name for git, and landing a task commits. */
-const IDENTITY = {
+export const IDENTITY = {
   GIT_CONFIG_GLOBAL: '/dev/null',
   GIT_CONFIG_NOSYSTEM: '1',
   GIT_AUTHOR_NAME: 'Ann',

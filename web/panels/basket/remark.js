@@ -18,12 +18,15 @@ export async function writeRemark(place) {
   return words !== null && addRemark(place, words) > 0;
 }
 
+/** @param {boolean} one whether it is a single line */
+export const remarkLabel = (one) => (one ? 'Remark on the Line…' : 'Remark on the Lines…');
+
 /**
  * @param {RemarkPlace} place
  * @returns {import('../../shell/menus.js').MenuItem}
  */
 export const remarkItem = (place) => ({
-  label: place.from === place.to ? 'Remark on the Line…' : 'Remark on the Lines…',
+  label: remarkLabel(place.from === place.to),
   run: () => writeRemark(place),
 });
 

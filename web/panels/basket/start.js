@@ -3,6 +3,7 @@
 import { html } from 'htm/preact';
 import { openDiff } from '../../editor/diff.js';
 import { frontRemarkPlace, revealInDiff } from '../../editor/diffremark.js';
+import { openFile } from '../../editor/tabactions.js';
 import { registerCommand, runCommand } from '../../shell/commands.js';
 import { ask } from '../../shell/dialogs.js';
 import { icon } from '../../shell/icons.js';
@@ -24,6 +25,7 @@ const kCommands = [
   { id: 'basket.task', title: 'Make a Task…', when: hasRemarks, run: sendToTaskOf },
   { id: 'basket.clear', title: 'Empty the Basket…', when: hasRemarks, run: clear },
   { id: 'basket.showLine', title: 'Show a Remark in Its Comparison', palette: false, run: showLine },
+  { id: 'basket.showFile', title: 'Show a Remark in Its File', palette: false, run: showInFile },
 ];
 
 export function startBasket() {
@@ -86,6 +88,11 @@ async function clear() {
     ],
   });
   if (answer === 'clear') removeSent(list);
+}
+
+/** @param {{id: string, line: number}} where */
+function showInFile({ id, line }) {
+  return openFile(id, { line });
 }
 
 /** @param {{id: string, kind: unknown, side: 'old' | 'new', line: number}} where */

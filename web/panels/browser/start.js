@@ -4,14 +4,23 @@ import { registerPage } from '../../editor/pages.js';
 import { openWebAddress } from '../../editor/start.js';
 import { openPage } from '../../editor/tabactions.js';
 import { registerCommand } from '../../shell/commands.js';
-import { navigate, newestServer, shown, steer } from '../../stores/browser.js';
+import { addressOf, navigate, newestServer, shown, steer } from '../../stores/browser.js';
 import { BrowserPage } from './page.js';
 
 const hasPage = () => shown.value.url !== '';
 const show = () => openPage('browser', '');
 
+/** @param {string} address */
+async function open(address) {
+  const found = addressOf(address.replace('//0.0.0.0', '//localhost'), location.origin);
+  if ('fault' in found) throw new Error(found.fault);
+  show();
+  await navigate(found.url);
+}
+
 /** @type {Parameters<typeof registerCommand>[0][]} */
 const kCommands = [
+  { id: 'browser.open', title: 'Open in the Browser Pane', palette: false, run: open },
   { id: 'browser.show', title: 'Show Browser Pane', run: show },
   {
     id: 'browser.server',

@@ -5,19 +5,21 @@ import { useMemo } from 'preact/hooks';
 import { icon } from '../../shell/icons.js';
 import { costWords, timeWords } from '../../stores/chatusage.js';
 import { useConversation } from './conversation.js';
+import { linkMenu } from './links.js';
 import { GrowingMarkdown, Markdown } from './markdown.js';
 import { GrowingTool, ToolCard } from './tools.js';
 
 /** @typedef {import('../../stores/chatstream.js').Item} Item */
 
 export function Items() {
-  const { items, dropped } = useConversation().talk;
+  const conversation = useConversation();
+  const { items, dropped } = conversation.talk;
   return html`
     ${
       dropped.value > 0 &&
       html`<p class="chat-note">${dropped.value} earlier entries are not shown any more.</p>`
     }
-    <ol class="chat-items">
+    <ol class="chat-items" onContextMenu=${(/** @type {MouseEvent} */ event) => linkMenu(event, conversation)}>
       ${items.value.map((item) => html`<${Entry} key=${item.id} item=${item} />`)}
     </ol>
   `;

@@ -1,31 +1,26 @@
 // Words for screen readers: what Claude asks, and what it has answered. A growing answer says nothing, or
 // it would be read again with each word.
 
-import { html } from 'htm/preact';
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { effect } from '@preact/signals';
+import { announce } from '../../stores/announce.js';
 import { busy, items, questions } from '../../stores/chat.js';
 import { toolLook } from '../../stores/chattools.js';
 
 /** A long answer is read where it stands. */
-const SPOKEN = 300;
+const kSpoken = 300;
 
-export function Live() {
-  const [words, setWords] = useState('');
-  const before = useRef({ busy: false, known: new Set(questions.value.map(({ id }) => id)) });
-  const working = busy.value;
-  const open = questions.value;
-
-  useEffect(() => {
-    if (before.current.busy && !working) setWords(endWords());
-    before.current.busy = working;
-  }, [working]);
-  useEffect(() => {
-    const fresh = open.find(({ id }) => !before.current.known.has(id));
-    before.current.known = new Set(open.map(({ id }) => id));
-    if (fresh) setWords(questionWords(fresh));
-  }, [open]);
-
-  return html`<div class="unseen" role="status" aria-live="polite">${words}</div>`;
+export function startLive() {
+  let working = busy.peek();
+  let known = new Set(questions.peek().map(({ id }) => id));
+  effect(() => {
+    // What has ended the work is among the items a moment later.
+    if (working && !busy.value) queueMicrotask(() => announce('answer', endWords()));
+    working = busy.value;
+  });
+  effect(() => {
+    for (const question of questions.value) if (!known.has(question.id)) announce('question', questionWords(question));
+    known = new Set(questions.value.map(({ id }) => id));
+  });
 }
 
 function endWords() {
@@ -33,7 +28,7 @@ function endWords() {
   if (end?.kind === 'result' && !end.ok) return `Claude failed: ${end.words}`;
   const said = items.value.findLast(({ kind, parent }) => kind === 'text' && !parent);
   const text = said?.kind === 'text' ? said.text : '';
-  return text.length > SPOKEN ? `Claude answered: ${text.slice(0, SPOKEN)}…` : `Claude answered: ${text}`;
+  return text.length > kSpoken ? `Claude answered: ${text.slice(0, kSpoken)}…` : `Claude answered: ${text}`;
 }
 
 /** @param {import('../../stores/chatquestions.js').Question} question */

@@ -5,8 +5,9 @@ import { html } from 'htm/preact';
 import { useLayoutEffect, useRef } from 'preact/hooks';
 import { renderMarkdown } from '../preview/markdown.js';
 import { settledLength } from '../../stores/chattail.js';
+import { linkArtifacts } from './artifacts.js';
 import { useConversation } from './conversation.js';
-import { followLink } from './links.js';
+import { followLink, linkMenu } from './links.js';
 
 /** @param {{text: string}} props */
 export function Markdown({ text }) {
@@ -14,7 +15,13 @@ export function Markdown({ text }) {
   useLayoutEffect(() => place.current?.replaceChildren(rendered(text)), [text]);
   const conversation = useConversation();
   const follow = (/** @type {MouseEvent} */ event) => followLink(event, conversation);
-  return html`<div class="chat-markdown" ref=${place} onClick=${follow} onAuxClick=${follow}></div>`;
+  return html`<div
+    class="chat-markdown"
+    ref=${place}
+    onClick=${follow}
+    onAuxClick=${follow}
+    onContextMenu=${(/** @type {MouseEvent} */ event) => linkMenu(event, conversation)}
+  ></div>`;
 }
 
 /** @param {{text: string}} props */
@@ -45,6 +52,7 @@ function rendered(text) {
   const fragment = renderMarkdown(text);
   for (const picture of fragment.querySelectorAll('img'))
     picture.replaceWith(`[${picture.alt || 'picture'}]`);
+  linkArtifacts(fragment);
   for (const code of fragment.querySelectorAll('pre')) code.tabIndex = 0; // it scrolls, also by keys
   return fragment;
 }

@@ -28,7 +28,7 @@ import { mentionFront, takePaths } from './composer.js';
 import { drawer, openDrawer } from './drawer.js';
 import { focusComposer } from './focus.js';
 import { historyShown, mayLeave } from './historyview.js';
-import { Live } from './live.js';
+import { startLive } from './live.js';
 import { Chat, ChatActions, ChatBadge } from './panel.js';
 import { startPlans } from './plantabs.js';
 import { showUsage } from './usageview.js';
@@ -119,6 +119,7 @@ export function startChat() {
   registerStatusItem({ id: 'chat', side: 'left', order: 60, component: ChatStatus });
   connectTalk(sessionStorage, sessionToken());
   restoreSession();
+  startLive();
   startPlans();
   startRecords();
   on('files.dropped', ({ paths, x, y }) => {
@@ -131,16 +132,13 @@ export function startChat() {
 /** Says that Claude waits for an answer, also while its panel is not to be seen. */
 function ChatStatus() {
   const seen = visible.value.right && activePanel('right')?.id === 'chat';
-  return html`
-    <${Live} />
-    ${
-      questions.value.length > 0 &&
-      !seen &&
-      html`<button type="button" class="status-item down" onClick=${() => inPanel(focusNextQuestion)}>
-        ${icon('question')} Claude asks
-      </button>`
-    }
-  `;
+  return (
+    questions.value.length > 0 &&
+    !seen &&
+    html`<button type="button" class="status-item down" onClick=${() => inPanel(focusNextQuestion)}>
+      ${icon('question')} Claude asks
+    </button>`
+  );
 }
 
 async function begin() {

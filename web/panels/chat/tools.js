@@ -7,9 +7,11 @@ import { reportError } from '../../shell/toasts.js';
 import { lineDiff } from '../../stores/chatdiff.js';
 import { changesOf, inputJson, partialField, tasksOf, toolLook } from '../../stores/chattools.js';
 import { textOf } from '../../stores/chatwire.js';
-import { readTextFile } from '../../stores/files.js';
+import { Linked, WrittenArtifact } from './artifacts.js';
 import { useConversation } from './conversation.js';
+import { DiffLines } from './difflines.js';
 import { openNamed } from './links.js';
+import { placeOfRows, textNow } from './toolremark.js';
 
 /** @typedef {Extract<import('../../stores/chatstream.js').Item, {kind: 'tool'}>} ToolItem */
 
@@ -28,13 +30,15 @@ export function ToolCard({ item }) {
   return html`
     <section
       class=${`chat-tool ${state}`}
+      role="group"
       data-tool=${name}
       data-call=${toolId}
       aria-label=${`${look.label}, ${STATES[state]}`}
     >
       <${Head} look=${look} state=${state} open=${open} toggle=${() => setOpen(!open)} />
-      ${open && html`<${Body} name=${name} input=${input} body=${look.body} />`}
+      ${open && html`<${Body} name=${name} input=${input} body=${look.body} applied=${state === 'done'} />`}
       ${result && (open || result.error) && html`<${Result} result=${result} body=${look.body} />`}
+      <${WrittenArtifact} item=${item} />
     </section>
   `;
 }
@@ -78,12 +82,19 @@ function Head({ look: { icon: name, label, detail, path }, state, open, toggle }
  * @param {Record<string, any>} props.input
  * @param {ToolLook['body']} props.body
  * @param {boolean} [props.compare] with what stands on disk now
+ * @param {boolean} [props.applied] whether it has happened
  */
-export function Body({ name, input, body, compare = false }) {
+export function Body({ name, input, body, compare = false, applied = false }) {
   if (body === 'command') return html`<pre class="chat-command" tabindex="0">${textOf(input.command)}</pre>`;
   if (body === 'changes') {
     return changesOf(name, input).map(
-      (change, at) => html`<${Changes} key=${at} change=${change} compare=${compare && name === 'Write'} />`,
+      (change, at) => html`<${Changes}
+        key=${at}
+        change=${change}
+        whole=${name === 'Write'}
+        compare=${compare && name === 'Write'}
+        applied=${applied}
+      />`,
     );
   }
   if (body === 'tasks') {
@@ -105,9 +116,12 @@ const TASK_ICONS = { completed: 'pass-filled', in_progress: 'play-circle' };
 /**
  * @param {object} props
  * @param {import('../../stores/chattools.js').Change} props.change
+ * @param {boolean} props.whole whether its texts are those of the whole file
  * @param {boolean} props.compare a file that is to be written is compared with what stands there now
+ * @param {boolean} props.applied
  */
-function Changes({ change: { path, before, after }, compare }) {
+function Changes({ change, whole, compare, applied }) {
+  const { path, before, after } = change;
   const [now, setNow] = useState(/** @type {string | null} */ (null));
   const { inside } = useConversation();
   useEffect(() => {
@@ -121,23 +135,14 @@ function Changes({ change: { path, before, after }, compare }) {
   const diff = useMemo(() => lineDiff(now ?? before, after), [now, before, after]);
   return html`
     <div class="chat-diff" role="group" aria-label=${`${diff.added} lines added, ${diff.removed} removed`}>
-      <pre tabindex="0">
-${diff.rows.map(({ kind, text }) => html`<span class=${`diff-row ${kind}`}>${SIGNS[kind]}${text}</span>`)}</pre
-      >
+      <${DiffLines}
+        rows=${diff.rows}
+        path=${inside(path) || path}
+        place=${(/** @type {number} */ from, /** @type {number} */ to) =>
+          placeOfRows({ ...change, id: inside(path), whole, applied }, diff.rows, from, to)}
+      />
     </div>
   `;
-}
-
-const SIGNS = { same: '  ', added: '+ ', removed: '- ', gap: '⋯ ' };
-
-/** A file that is not there, or not text, has nothing to compare with. @param {string} path workspace path */
-async function textNow(path) {
-  if (!path.includes('/')) return '';
-  try {
-    return (await readTextFile(path)).text ?? '';
-  } catch {
-    return '';
-  }
 }
 
 /** @param {{result: import('../../stores/chatstream.js').ToolResult, body: string}} props */
@@ -154,7 +159,7 @@ function Result({ result: { text, error, images }, body }) {
   const folded = !all && lines.length > SHOWN_LINES + 2;
   return html`
     <pre class=${`chat-output ${error ? 'error' : ''}`} tabindex="0" aria-label="Result">
-${folded ? lines.slice(0, SHOWN_LINES).join('\n') : text}</pre
+<${Linked} text=${folded ? lines.slice(0, SHOWN_LINES).join('\n') : text} /></pre
     >
     ${
       folded &&
@@ -171,7 +176,7 @@ export function GrowingTool({ block: { name, text } }) {
   const path = partialField(text, 'file_path');
   const words = body === 'command' ? partialField(text, 'command') : '';
   return html`
-    <section class="chat-tool running" aria-label=${`${label}, being written`}>
+    <section class="chat-tool running" role="group" aria-label=${`${label}, being written`}>
       <header class="chat-tool-head">
         ${icon(sign)} <span class="chat-tool-name">${label}</span>
         <span class="chat-tool-detail">${path}</span>

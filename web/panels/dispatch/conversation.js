@@ -5,6 +5,7 @@ import { answerTask, answeringTask, isAsking, taskById, underWay } from '../../s
 import { talkOf } from '../../stores/dispatchtalks.js';
 import { workspacePath } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
+import { plainPath } from '../../stores/terminallinks.js';
 import { openWorktree, worktreeRoot } from './folders.js';
 import { questionMore } from './slots.js';
 
@@ -59,7 +60,7 @@ function canOpen(id) {
  */
 export function pathInWorkspace(directory, path) {
   if (!path || !directory) return '';
-  return workspacePath(roots.value, path.startsWith('/') ? path : `${directory}/${path}`);
+  return workspacePath(roots.value, plainPath(path.startsWith('/') ? path : `${directory}/${path}`));
 }
 
 /** @param {string} id */

@@ -1,11 +1,12 @@
-// Tells of tasks that ask or have ended: in a live region for who looks at the task, as a message for who does not.
+// Tells of tasks that ask or have ended: to screen readers alone for who looks at the task, as a message for who does not.
 
-import { effect, signal, untracked } from '@preact/signals';
+import { effect, untracked } from '@preact/signals';
 import { html } from 'htm/preact';
 import { frontTab } from '../../editor/state.js';
 import { runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
 import { toast } from '../../shell/toasts.js';
+import { announce } from '../../stores/announce.js';
 import { questionKey } from '../../stores/chatquestions.js';
 import { toolLook } from '../../stores/chattools.js';
 import { askingTasks, onTask, runningTasks, taskById, tasks } from '../../stores/dispatch.js';
@@ -22,8 +23,6 @@ import { openTask } from './taskactions.js';
 
 /** How long a message of an end stays. */
 const END_MS = 8000;
-
-const spoken = signal('');
 
 /** Whether who looks at the editor sees it: on the board, or on the task's own page. @param {string} id */
 const inFront = (id) => [pageTabId('task', id), pageTabId('board', '')].includes(frontTab.value?.id ?? '');
@@ -54,7 +53,7 @@ export function startTelling() {
     const ended = task.status === 'done' || task.status === 'failed';
     if (!before || before.status === task.status || !ended) return;
     const words = endWords(task);
-    if (inFront(task.id)) spoken.value = words;
+    if (inFront(task.id)) announce('task', words);
     else tell(task.status === 'failed' ? 'warning' : 'info', words, task.id, END_MS);
   });
   tellQuestions();
@@ -91,7 +90,7 @@ function tellQuestions() {
         const key = questionKey(question);
         if (known.has(key)) continue;
         const words = questionWords(question);
-        if (seen.has(key)) spoken.value = words;
+        if (seen.has(key)) announce('question', words);
         known.set(key, seen.has(key) ? null : tell('info', words, question.owner ?? ''));
       }
     });
@@ -108,17 +107,14 @@ export function TaskStatus() {
     asking && `${asking} ${asking === 1 ? 'asks' : 'ask'}`,
     waiting && `${waiting} ${waiting === 1 ? 'waits' : 'wait'}`,
   ].filter(Boolean);
-  return html`
-    <div class="unseen" role="status" aria-live="polite">${spoken.value}</div>
-    ${
-      words.length > 0 &&
-      html`<button
-        type="button"
-        class=${`status-item ${asking ? 'down' : ''}`}
-        onClick=${() => runCommand(asking ? 'dispatch.question' : 'dispatch.board')}
-      >
-        ${icon(asking ? 'question' : 'run-all')} ${words.join(', ')}
-      </button>`
-    }
-  `;
+  return (
+    words.length > 0 &&
+    html`<button
+      type="button"
+      class=${`status-item ${asking ? 'down' : ''}`}
+      onClick=${() => runCommand(asking ? 'dispatch.question' : 'dispatch.board')}
+    >
+      ${icon(asking ? 'question' : 'run-all')} ${words.join(', ')}
+    </button>`
+  );
 }

@@ -6,6 +6,7 @@ import { openFile } from '../../editor/tabactions.js';
 import { dirtyIds } from '../../editor/state.js';
 import { runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
+import { outsideItems } from '../../editor/openoutside.js';
 import { showMenu } from '../../shell/menus.js';
 import { zoom } from '../../look/zoom.js';
 import { marks } from '../../stores/git.js';
@@ -295,6 +296,7 @@ function explorerMenu(path) {
     { kind: 'separator' },
     { command: 'explorer.copyPath' },
     { command: 'explorer.reveal' },
+    ...outsideItems(path),
     { command: 'explorer.openTerminal' },
     { command: 'search.inFolder' },
     { kind: 'separator' },

@@ -95,7 +95,7 @@ export function startExplorer() {
   });
   for (const command of kCommands) registerCommand({ ...command, category: 'Explorer' });
   for (const command of kTreeCommands)
-    registerCommand({ ...command, category: 'Explorer', keysWhen: inTree });
+    registerCommand({ ...command, category: 'Explorer', keysWhen: inTree, place: 'explorer' });
   takeDrops();
   const known = loadExplorer();
   on('fs.changed', followDisk);

@@ -24,7 +24,7 @@ export function workspaceFile(arg, path) {
 
 /**
  * Some lines of a patch as lines of one side: of the new one, unless all of them are gone there.
- * @param {readonly PatchLine[]} lines
+ * @param {readonly Pick<PatchLine, 'old' | 'new' | 'text'>[]} lines
  * @param {number} from index of the first
  * @param {number} to
  * @returns {Range}

@@ -5,22 +5,20 @@ import { registerPage } from '../../editor/pages.js';
 import { frontTab } from '../../editor/state.js';
 import { openPage } from '../../editor/tabactions.js';
 import { registerCommand } from '../../shell/commands.js';
-import { registerPanel, showPanel } from '../../shell/layout.js';
 import { pick } from '../../shell/quickpick.js';
 import { get } from '../../bridge/api.js';
-import { repoFor } from '../../stores/git.js';
 import { refWords } from '../../stores/gitrefs.js';
 import { graphOf } from '../../stores/graph.js';
 import { readRefs } from '../../stores/graphmodel.js';
-import { following, followId } from '../../stores/history.js';
-import { HistoryActions, HistoryPanel } from '../history/panel.js';
+import { pageOfId } from '../../stores/tabs.js';
 import { onRepo, usable } from '../scm/branches.js';
 import { tried } from '../scm/work.js';
 import { tagHere } from './commitactions.js';
 import { GraphPage } from './page.js';
 import { deleteBranch, deleteTag, publishBranch, rebaseOnto, renameBranch } from './refactions.js';
 import { chooseStash, stashChanges } from './stashactions.js';
-import { loadGraphLook, repoNamed } from './state.js';
+import { loadGraphLook, repoNamed, toggleRefs } from './state.js';
+import { chooseAuthor, choosePath, onlyMine } from './toolbar.js';
 import { abortUnderWay, undoByLog } from './undo.js';
 
 /**
@@ -29,7 +27,6 @@ import { abortUnderWay, undoByLog } from './undo.js';
  */
 
 const hasRepo = () => usable().length > 0;
-const inRepo = () => repoFor(frontTab.value?.id ?? '') !== null;
 
 /** @type {[id: string, title: string, run: (repo: Repo) => unknown][]} */
 const kCommands = [
@@ -46,22 +43,34 @@ const kCommands = [
   ['graph.rebase', 'Rebase onto Branch…', onRef('target', 'Rebase onto which branch?', rebaseRef)],
 ];
 
+/** The history that is looked at. */
+function storeInFront() {
+  const page = pageOfId(frontTab.value?.id ?? '');
+  return page?.name === 'graph' ? graphOf(page.arg) : null;
+}
+
+/** @type {[id: string, title: string, run: (store: ReturnType<typeof graphOf>) => unknown][]} */
+const kViewCommands = [
+  ['graph.refs', 'History: Show or Hide Branches and Tags', toggleRefs],
+  ['graph.author', 'History: Filter by Author…', chooseAuthor],
+  ['graph.mine', 'History: Only Mine', onlyMine],
+  ['graph.path', 'History: Filter by Path…', choosePath],
+  ['graph.refresh', 'History: Read Again', (store) => store.refresh.now()],
+];
+
 export function startGraph() {
   const title = (/** @type {string} */ name) => (usable().length > 1 ? `History of ${name}` : 'History');
   registerPage('graph', { title, component: GraphPage });
-  registerPanel({
-    id: 'history',
-    title: 'File History',
-    icon: 'history',
-    place: 'bottom',
-    order: 60,
-    component: HistoryPanel,
-    actions: HistoryActions,
-  });
   for (const [id, title, run] of kCommands)
     registerCommand({ id, title, category: 'Git', when: hasRepo, run: onRepo(run) });
+  for (const [id, title, run] of kViewCommands) {
+    const act = () => {
+      const store = storeInFront();
+      return store && run(store);
+    };
+    registerCommand({ id, title, category: 'Git', when: () => storeInFront() !== null, run: act });
+  }
   registerCommand({ id: 'graph.commit', title: 'Show Commit in the Graph', palette: false, run: showByName });
-  registerCommand({ id: 'history.show', title: 'Show File History', category: 'Git', when: inRepo, run: showHistory });
   loadGraphLook();
   startBlame();
 }
@@ -81,12 +90,6 @@ function goToCommit(repo, hash) {
 function showByName({ repo = '', hash = '' } = {}) {
   const found = repoNamed(repo);
   if (found && hash) goToCommit(found, hash);
-}
-
-function showHistory() {
-  following.value = true;
-  followId(frontTab.value?.id ?? '');
-  showPanel('history');
 }
 
 /** @param {Repo} repo */

@@ -83,7 +83,7 @@ function Chips({ store }) {
 }
 
 /** @param {GraphStore} store */
-async function chooseAuthor(store) {
+export async function chooseAuthor(store) {
   const chosen = await pick({
     title: 'Authors',
     placeholder: 'Whose commits?',
@@ -99,7 +99,7 @@ async function chooseAuthor(store) {
 }
 
 /** @param {GraphStore} store */
-async function onlyMine(store) {
+export async function onlyMine(store) {
   if (store.filter.value.email) return store.sift({ email: '' });
   const { repo } = store;
   if (!repo) return undefined;
@@ -111,7 +111,7 @@ async function onlyMine(store) {
 }
 
 /** @param {GraphStore} store */
-async function choosePath(store) {
+export async function choosePath(store) {
   const path = await prompt({
     title: 'Filter by Path',
     label: `A file or folder of ${store.name}, from the top of the repository`,

@@ -45,7 +45,16 @@ export function startHealth() {
     when: () => !asking.value,
     run: askTools,
   });
+  registerCommand({
+    id: 'health.copyAll',
+    title: 'Copy the Health Report',
+    category: 'View',
+    run: () => copy([...healthRows.value]),
+  });
 }
+
+/** @param {HealthRow[]} rows */
+const copy = (rows) => navigator.clipboard.writeText(rows.map(asText).join('\n'));
 
 function Actions() {
   return html`<${IconButton} icon="refresh" command="health.ask" />`;
@@ -112,8 +121,6 @@ function bindMenu(list) {
   menuFor(list, (event) => {
     const id = /** @type {Element} */ (event.target).closest('[data-row]')?.getAttribute('data-row');
     const row = healthRows.value.find((one) => one.id === id);
-    const copy = (/** @type {HealthRow[]} */ rows) =>
-      navigator.clipboard.writeText(rows.map(asText).join('\n'));
     return [
       ...(row ? [{ label: 'Copy', run: () => copy([row]) }] : []),
       { label: 'Copy All', run: () => copy([...healthRows.value]) },

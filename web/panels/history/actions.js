@@ -7,7 +7,7 @@ import { showMenu } from '../../shell/menus.js';
 import { diffIn, diffWith } from '../../stores/gitdiffs.js';
 import { actGit } from '../../stores/gitexec.js';
 import { idOf } from '../../stores/gitstatus.js';
-import { following, showSubject, subject } from '../../stores/history.js';
+import { subject } from '../../stores/history.js';
 import { readDetail } from '../../stores/historydetail.js';
 import { baseName } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
@@ -15,6 +15,7 @@ import { copyText, sure } from '../graph/commitactions.js';
 import { told } from '../graph/outcome.js';
 import { repoNamed } from '../graph/state.js';
 import { tried } from '../scm/work.js';
+import { showFileOf } from './local.js';
 
 /**
  * @typedef {import('../../stores/gitstatus.js').Repo} Repo
@@ -27,8 +28,7 @@ import { tried } from '../scm/work.js';
  * @param {string} path
  */
 export function showFileHistory(repo, path) {
-  following.value = false;
-  showSubject({ repo: repo.name, path });
+  showFileOf(repo, path);
   showPanel('history');
 }
 

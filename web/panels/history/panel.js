@@ -1,13 +1,14 @@
-// The panel "File History": the commits that changed the file in front, or a file that was chosen.
+// The panel "File History": the commits that changed the file in front, or a file that was chosen, and the versions
+// of it that the editor kept, as one list.
 
 import { html } from 'htm/preact';
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useEffect, useState } from 'preact/hooks';
 import { frontTab } from '../../editor/state.js';
 import { IconButton } from '../../shell/places.js';
+import { repoFor } from '../../stores/git.js';
 import {
   fileCommits,
   following,
-  followId,
   historyFailure,
   historyReading,
   MORE_COMMITS,
@@ -18,42 +19,117 @@ import {
   subject,
   watchHistory,
 } from '../../stores/history.js';
+import { MOST_BYTES, MOST_VERSIONS } from '../../stores/localversions.js';
+import { keepingVersions, readShown, shownFile, shownVersions, versionsFailure } from '../../stores/localversionsshown.js';
+import { hiddenSort, readTimes, timeline, toggleSort } from '../../stores/localversionstimeline.js';
 import { repoNamed } from '../graph/state.js';
-import { openInCommit, openUncommitted, showVersionMenu } from './actions.js';
+import { openSettings } from '../settings/sections.js';
+import { fileOfTab, followTab, shownName } from './local.js';
+import { Moments } from './moments.js';
 
-/** @typedef {import('../../stores/history.js').FileCommit} FileCommit */
+/**
+ * @typedef {import('../../stores/history.js').FileCommit} FileCommit
+ * @typedef {{of: readonly FileCommit[], times: ReadonlyMap<string, number>}} KnownTimes
+ */
+
+/** @type {ReadonlyMap<string, number>} */
+const kNoTimes = new Map();
 
 export function HistoryActions() {
   const toggle = () => {
     following.value = !following.value;
-    followId(frontTab.value?.id ?? '');
+    followTab(frontTab.value);
   };
-  return html`<${IconButton} icon="pinned" label="Stay with This File" pressed=${!following.value} onClick=${toggle} />`;
+  return html`
+    <span class="history-sorts" role="group" aria-label="Listed">
+      <${SortButton} sort="commits" icon="git-commit" label="Commits" />
+      <${SortButton} sort="versions" icon="save" label="Local Versions" />
+    </span>
+    <${IconButton} icon="pinned" label="Stay with This File" pressed=${!following.value} onClick=${toggle} />
+  `;
+}
+
+/** @param {{sort: import('../../stores/localversionstimeline.js').Sort, icon: string, label: string}} props */
+function SortButton({ sort, icon, label }) {
+  const shown = hiddenSort.value !== sort;
+  return html`<${IconButton} icon=${icon} label=${label} pressed=${shown} onClick=${() => toggleSort(sort)} />`;
 }
 
 export function HistoryPanel() {
-  const id = frontTab.value?.id ?? '';
-  useEffect(() => followId(id), [id, following.value, repoNamed(subject.value?.repo ?? '') !== null]);
+  const tab = frontTab.value;
+  const file = fileOfTab(tab);
+  const repo = repoNamed(subject.value?.repo ?? '');
+  // At the start the folders come after the tabs, and the repositories after both.
+  useEffect(() => followTab(tab), [file, following.value, repoFor(file) !== null]);
   useEffect(() => watchHistory(), []);
-  const now = subject.value;
-  if (!now) return html`<p class="history-note">Open a file of a git repository to see its commits here.</p>`;
-  const changed = repoNamed(now.repo)?.files.some(({ path }) => path === now.path) ?? false;
-  const commits = fileCommits.value;
+  useEffect(() => void readShown(), []);
+  const name = shownName();
+  const commits = hiddenSort.value === 'commits' ? [] : fileCommits.value;
+  const versions = hiddenSort.value === 'versions' ? [] : shownVersions.value;
+  const times = useTimes(repo, commits, versions.length > 0);
+  if (!name) return html`<p class="history-note">Open a file to see its commits and local versions here.</p>`;
+  const changed =
+    hiddenSort.value !== 'commits' && (repo?.files.some(({ path }) => path === subject.value?.path) ?? false);
+  const moments = times ? timeline(commits, versions, times) : [];
   return html`<div class="history">
-    <p class="history-file" title=${now.path}>${now.path}</p>
+    <p class="history-file" title=${name}>${name}</p>
+    <${Failures} name=${name} />
+    ${(changed || moments.length > 0) && html`<${Moments} key=${name} moments=${moments} changed=${changed} />`}
     ${
-      historyFailure.value &&
-      html`<p class="history-note" role="alert">Could not read the history of ${now.path}: ${historyFailure.value}</p>`
+      times &&
+      !moments.length &&
+      !historyFailure.value &&
+      html`<p class="history-note" role="status">${emptyWords()}</p>`
     }
-    ${(changed || commits.length > 0) && html`<${Versions} key=${`${now.repo} ${now.path}`} commits=${commits} changed=${changed} />`}
-    ${!commits.length && !historyFailure.value && html`<p class="history-note" role="status">${emptyWords()}</p>`}
-    <${More} count=${commits.length} />
+    ${hiddenSort.value !== 'commits' && html`<${More} count=${commits.length} />`}
+    ${hiddenSort.value !== 'versions' && html`<${Limits} />`}
   </div>`;
 }
 
-const emptyWords = () => (historyReading.value ? 'Reading…' : 'No commit has this file yet.');
+/**
+ * When the commits were made; asked only where there is something to put between them, and null until it is known.
+ * @param {import('../../stores/gitstatus.js').Repo | null} repo
+ * @param {readonly FileCommit[]} commits
+ * @param {boolean} wanted
+ */
+function useTimes(repo, commits, wanted) {
+  const [known, setKnown] = useState(/** @type {KnownTimes | null} */ (null));
+  const asked = wanted && repo !== null && commits.length > 0;
+  useEffect(() => {
+    let alive = true;
+    if (asked) void readTimes(repo, commits).then((times) => alive && setKnown({ of: commits, times }));
+    return () => {
+      alive = false;
+    };
+  }, [asked, commits]);
+  if (!asked) return kNoTimes;
+  // Those of a list that has become another are better than no list for a moment.
+  const fits = known?.of === commits || commits.some(({ hash }) => known?.times.has(hash));
+  return known && fits ? known.times : null;
+}
 
-/** What the list lacks, and how to get it. @param {{count: number}} props */
+/** @param {{name: string}} props */
+function Failures({ name }) {
+  return html`
+    <${Failure} tried=${`read the history of ${name}`} words=${historyFailure.value} />
+    <${Failure} tried=${`read the local versions of ${name}`} words=${versionsFailure.value} />
+  `;
+}
+
+/** @param {{tried: string, words: string}} props */
+function Failure({ tried, words }) {
+  return words && html`<p class="history-note" role="alert">Could not ${tried}: ${words}</p>`;
+}
+
+function emptyWords() {
+  if (historyReading.value) return 'Reading…';
+  const inGit = subject.value !== null;
+  if (hiddenSort.value === 'versions' && !inGit) return 'The file is in no git repository.';
+  const noVersion = 'No local version yet. Each save of the file in this editor makes one.';
+  return hiddenSort.value === 'commits' || !inGit ? noVersion : 'No commit has this file yet.';
+}
+
+/** What the commits lack, and how to get it. @param {{count: number}} props */
 function More({ count }) {
   if (moreCommits.value)
     return html`<p class="history-note">
@@ -68,62 +144,15 @@ function More({ count }) {
   </p>`;
 }
 
-/** @param {{commits: FileCommit[], changed: boolean}} props */
-function Versions({ commits, changed }) {
-  const list = useRef(/** @type {HTMLElement | null} */ (null));
-  const [front, setFront] = useState('');
-  const keys = [...(changed ? ['now'] : []), ...commits.map(({ hash }) => hash)];
-  const lit = keys.includes(front) ? front : keys[0];
-  /** @param {string} key @param {{preview?: boolean, focus?: boolean}} [options] */
-  const open = (key, options) => {
-    setFront(key);
-    const commit = commits.find(({ hash }) => hash === key);
-    if (key === 'now') openUncommitted(options);
-    else if (commit) void openInCommit(commit, options);
-  };
-  /** @param {KeyboardEvent} event */
-  const onKey = (event) => {
-    const at = keys.indexOf(lit);
-    const to = { ArrowDown: at + 1, ArrowUp: at - 1, Home: 0, End: keys.length - 1 }[event.key];
-    if (to !== undefined) {
-      const key = keys[Math.max(0, Math.min(keys.length - 1, to))];
-      setFront(key);
-      const row = list.current?.querySelector(`[data-version="${key}"]`);
-      if (row instanceof HTMLElement) row.focus();
-    } else if (event.key === 'Enter') open(lit);
-    else if (event.key === ' ') open(lit, { preview: true, focus: false });
-    else return;
-    event.preventDefault();
-    event.stopPropagation();
-  };
-  const row = (/** @type {string} */ key, /** @type {any} */ rest) => ({
-    class: `history-row ${key === lit ? 'selected' : ''}`,
-    role: 'option',
-    'data-version': key,
-    'aria-selected': key === lit,
-    tabindex: key === lit ? 0 : -1,
-    onClick: () => open(key, { preview: true, focus: false }),
-    onDblClick: () => open(key),
-    ...rest,
-  });
-  return html`<div class="history-rows" role="listbox" aria-label="Versions of the file" ref=${list} onKeyDown=${onKey}>
-    ${changed && html`<div ...${row('now', { onContextMenu: (/** @type {Event} */ event) => event.preventDefault() })}>
-      <span class="history-words">Changes that are not committed</span>
-    </div>`}
-    ${commits.map((commit) => {
-      const { hash, short, author, date, subject: words } = commit;
-      const menu = (/** @type {MouseEvent} */ event) => {
-        event.preventDefault();
-        setFront(hash);
-        showVersionMenu(event.clientX, event.clientY, commit);
-      };
-      return html`<div key=${hash} ...${row(hash, { onContextMenu: menu })}>
-        <span class="unseen">${words}, ${author}, ${date}</span>
-        <span class="history-words" aria-hidden="true">${words}</span>
-        <span class="history-author" aria-hidden="true">${author}</span>
-        <span class="history-date" aria-hidden="true">${date}</span>
-        <span class="history-short" aria-hidden="true">${short}</span>
-      </div>`;
-    })}
-  </div>`;
+/** What is not kept. */
+function Limits() {
+  if (!shownFile.value) return null;
+  if (!keepingVersions.value)
+    return html`<p class="history-note">
+      No local versions are kept.
+      <button type="button" class="button quiet" onClick=${() => openSettings('editor')}>Open the Settings</button>
+    </p>`;
+  return html`<p class="history-note">
+    The latest ${MOST_VERSIONS} local versions are kept, and none of a text above ${MOST_BYTES / 1024} KB.
+  </p>`;
 }

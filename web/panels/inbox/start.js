@@ -1,10 +1,10 @@
 // Puts the inbox into the shell: its panel, its commands, and the rules.
 
-import { html } from 'htm/preact';
+import { effect } from '@preact/signals';
 import { registerCommand } from '../../shell/commands.js';
 import { activePanel, registerPanel, showPanel, visible } from '../../shell/layout.js';
-import { registerStatusItem } from '../../shell/statusbar.js';
 import { reportError } from '../../shell/toasts.js';
+import { announce } from '../../stores/announce.js';
 import { allowOnce, deny } from '../../stores/chatquestions.js';
 import { toolLook } from '../../stores/chattools.js';
 import { answerQuestion, automatic, entries, startRules } from '../../stores/inbox.js';
@@ -95,15 +95,16 @@ export function startInbox() {
     badge: InboxBadge,
   });
   for (const command of kCommands) registerCommand({ ...command, category: 'Inbox' });
-  registerStatusItem({ id: 'inbox', side: 'left', order: 66, component: Said });
   chatConversation.more = RuleButton;
   questionMore.value = RuleButton;
   startRules();
+  tellOfRules();
 }
 
 /** Answers that a rule gave are told to screen readers; who asks is told where questions come in. */
-function Said() {
-  const last = automatic.value[0];
-  const words = last?.ok ? `${last.who}: ${last.words}` : '';
-  return html`<div class="unseen" role="status" aria-live="polite">${words}</div>`;
+function tellOfRules() {
+  effect(() => {
+    const last = automatic.value[0];
+    if (last?.ok) announce('answer', `${last.who}: ${last.words}`);
+  });
 }

@@ -37,7 +37,16 @@ export function registerLogPanel() {
     when: () => entries.value.length > 0,
     run: clearLog,
   });
+  registerCommand({
+    id: 'log.copyAll',
+    title: 'Copy the Whole Log',
+    category: 'View',
+    when: () => entries.value.length > 0,
+    run: copyAll,
+  });
 }
+
+const copyAll = () => navigator.clipboard.writeText(entries.value.map(asText).join('\n'));
 
 function Actions() {
   return html`<${IconButton} icon="clear-all" command="log.clear" />`;
@@ -89,7 +98,7 @@ function menuItems(target) {
   const id = Number(target.closest('[data-entry]')?.getAttribute('data-entry'));
   const entry = entries.value.find((one) => one.id === id);
   const items = [
-    { label: 'Copy All', run: () => navigator.clipboard.writeText(entries.value.map(asText).join('\n')) },
+    { label: 'Copy All', run: copyAll },
   ];
   if (entry) items.unshift({ label: 'Copy', run: () => navigator.clipboard.writeText(asText(entry)) });
   return [...items, { kind: /** @type {const} */ ('separator') }, { command: 'log.clear' }];

@@ -31,7 +31,7 @@ export function MemoryGraph() {
           onClick=${() => goTo(note.file)}
         >
           <circle r=${note.isIndex ? 9 : 6} />
-          <text y="20">${note.name.length > 22 ? `${note.name.slice(0, 21)}…` : note.name}</text>
+          <text y=${note.isIndex ? 28 : 25}>${note.name.length > 22 ? `${note.name.slice(0, 21)}…` : note.name}</text>
         </g>`,
       )}
     </svg>

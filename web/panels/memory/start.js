@@ -3,8 +3,8 @@
 import { registerPage } from '../../editor/pages.js';
 import { openPage } from '../../editor/tabactions.js';
 import { registerCommand } from '../../shell/commands.js';
-import { directory, readNotes } from '../../stores/memory.js';
-import { goTo, newNote } from './actions.js';
+import { directory, dirty, readNotes } from '../../stores/memory.js';
+import { goTo, newNote, save } from './actions.js';
 import { MemoryPage } from './page.js';
 
 export function startMemory() {
@@ -19,6 +19,7 @@ export function startMemory() {
       await goTo('');
     },
   });
+  registerCommand({ id: 'memory.save', title: 'Save the Memory Note', category: 'Claude', when: () => dirty.value, run: save });
   registerCommand({
     id: 'memory.new',
     title: 'New Memory Note…',

@@ -25,6 +25,9 @@ export function startOutlinePanel() {
     order: 60,
     component: Outline,
   });
+  const hasSymbols = () => outline.value.tree.length > 0;
+  registerCommand({ id: 'outline.fold', title: 'Fold All of the Outline', category: 'View', when: hasSymbols, run: foldAll });
+  registerCommand({ id: 'outline.unfold', title: 'Unfold All of the Outline', category: 'View', when: hasSymbols, run: unfoldAll });
   registerCommand({
     id: 'outline.focus',
     title: 'Focus Outline',
@@ -136,7 +139,6 @@ function fold({ key, children }, away) {
 function menuOf(event) {
   const key = event.target instanceof Element ? event.target.closest('[data-key]')?.getAttribute('data-key') : null;
   const found = allSymbols(outline.value.tree).find(({ symbol }) => symbol.key === key)?.symbol;
-  const parents = allSymbols(outline.value.tree).flatMap(({ symbol }) => (symbol.children.length ? [symbol.key] : []));
   return [
     ...(found
       ? [
@@ -145,17 +147,16 @@ function menuOf(event) {
           { kind: /** @type {const} */ ('separator') },
         ]
       : []),
-    {
-      label: 'Fold All',
-      run: () => {
-        closed.value = new Set(parents);
-      },
-    },
-    {
-      label: 'Unfold All',
-      run: () => {
-        closed.value = new Set();
-      },
-    },
+    { label: 'Fold All', run: foldAll },
+    { label: 'Unfold All', run: unfoldAll },
   ];
+}
+
+function foldAll() {
+  const parents = allSymbols(outline.value.tree).flatMap(({ symbol }) => (symbol.children.length ? [symbol.key] : []));
+  closed.value = new Set(parents);
+}
+
+function unfoldAll() {
+  closed.value = new Set();
 }

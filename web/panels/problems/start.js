@@ -8,6 +8,7 @@ import { registerCommand, runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
 import { registerPanel, showPanel } from '../../shell/layout.js';
 import { registerStatusItem } from '../../shell/statusbar.js';
+import { speak } from '../../stores/announce.js';
 import { counts, nextProblem, problems } from '../../stores/lspproblems.js';
 import { absolutePath } from '../../stores/paths.js';
 import { roots } from '../../stores/settings.js';
@@ -83,8 +84,7 @@ async function step(by) {
   if (!found) return;
   const { start } = found.range;
   await openPlace(found.path, start.line + 1, start.character + 1);
-  const region = document.getElementById('editor-announce');
-  if (region) region.textContent = `${found.severity}: ${found.message}`;
+  speak(`${found.severity}: ${found.message}`);
   // The view of another file shows its text a frame later.
   requestAnimationFrame(() => requestAnimationFrame(() => showBelow(found.path)));
 }

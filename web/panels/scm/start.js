@@ -7,16 +7,18 @@ import { peekAt, stepTo } from '../../editor/changepeek.js';
 import { frontDiff, inlineDiff, loadDiffLook, openDiff, toggleInline } from '../../editor/diff.js';
 import { canDiscardPart, canStagePart, canUnstagePart, discardPart, stagePart } from '../../editor/hunkactions.js';
 import { frontTab, titleOf } from '../../editor/state.js';
+import { openFile } from '../../editor/tabactions.js';
 import { registerCommand, runCommand } from '../../shell/commands.js';
 import { icon } from '../../shell/icons.js';
 import { registerPanel, showPanel } from '../../shell/layout.js';
 import { registerStatusItem } from '../../shell/statusbar.js';
 import { toast } from '../../shell/toasts.js';
+import { bringBack, cancel, earlierMessage, isWorking } from '../../stores/commitdesk.js';
 import { refreshGit, repoFor, repos, startGit } from '../../stores/git.js';
 import { diffWith, isDiff } from '../../stores/gitdiffs.js';
 import { loadMessages, messages } from '../../stores/gitmessages.js';
 import { rowKey } from '../../stores/gitrows.js';
-import { branchWords } from '../../stores/gitstatus.js';
+import { branchWords, isOutside } from '../../stores/gitstatus.js';
 import {
   chooseBranch,
   createBranch,
@@ -40,6 +42,7 @@ import { discardRow, mayDiscard, mayStage, mayUnstage, stageRow, unstageRow } fr
 
 const frontId = () => frontTab.value?.id ?? '';
 const inRepo = () => repoFor(frontId()) !== null;
+const canOpen = () => isDiff(frontTab.value?.kind) && !isOutside(frontId());
 const canStep = () => isDiff(frontTab.value?.kind) || hasChanges();
 
 /** @type {Command[]} */
@@ -83,6 +86,22 @@ const kRepoCommands = [
   { id: 'scm.merge', title: 'Merge Branch…', run: onRepo(mergeBranch) },
 ];
 
+/** Of the message that Claude writes: each is about all repositories in which there is one. @type {Command[]} */
+const kMessageCommands = [
+  {
+    id: 'scm.earlierMessage',
+    title: 'Bring Back the Earlier Commit Message',
+    when: () => usable().some((repo) => earlierMessage(repo) !== ''),
+    run: () => usable().forEach(bringBack),
+  },
+  {
+    id: 'scm.stopMessage',
+    title: 'Stop Writing the Commit Message',
+    when: () => usable().some((repo) => isWorking(repo, 'message')),
+    run: () => usable().forEach((repo) => cancel(repo, 'message')),
+  },
+];
+
 /** @type {Command[]} */
 const kChangeCommands = [
   { id: 'changes.next', title: 'Go to Next Change', keys: ['alt+f5'], global: true, when: canStep, run: () => step(1) },
@@ -96,6 +115,7 @@ const kChangeCommands = [
   },
   { id: 'changes.peek', title: 'Show Change', keys: ['alt+f3'], global: true, when: hasChanges, run: peekHere },
   { id: 'changes.revert', title: 'Revert Change', when: hasChanges, run: () => revertChange() },
+  { id: 'diff.openFile', title: 'Open the File of the Comparison', when: canOpen, run: () => openFile(frontId()) },
   {
     id: 'diff.inline',
     title: 'Inline View of Comparisons',
@@ -159,6 +179,7 @@ export function startScm() {
   });
   for (const command of kCommands) registerCommand({ ...command, category: 'Git' });
   for (const command of kRepoCommands) registerCommand({ ...command, category: 'Git', when: hasRepo });
+  for (const command of kMessageCommands) registerCommand({ ...command, category: 'Git' });
   for (const command of [...kChangeCommands, ...kPartCommands]) registerCommand({ ...command, category: 'Changes' });
   registerStatusItem({ id: 'scm.branch', side: 'left', order: 10, component: Branch });
   loadScm();

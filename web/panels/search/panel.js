@@ -167,7 +167,7 @@ function Summary() {
   const again = asked && counts.value.stale > 0;
   return html`<div class="search-summary">
     <div class="search-words">
-      <span role="status">${wordsOf()}</span>
+      <span>${wordsOf()}</span>
       ${running && icon('loading', 'spin')}
     </div>
     ${error && html`<p class="search-error" role="alert">Could not search: ${error}</p>`}
@@ -176,7 +176,8 @@ function Summary() {
   </div>`;
 }
 
-function wordsOf() {
+/** What came of the search, in words. */
+export function wordsOf() {
   const { running, asked, error } = state.value;
   const { hits, files } = counts.value;
   if (roots.value.length === 0) return 'No folder is open. Add one in the explorer to search in its files.';

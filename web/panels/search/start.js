@@ -1,9 +1,11 @@
 // Registers search: its panel, quick open, the box over everything, and what they listen to.
 
+import { effect, untracked } from '@preact/signals';
 import { targets } from '../explorer/state.js';
 import { watchBuffers } from '../../editor/documents.js';
 import { registerCommand } from '../../shell/commands.js';
 import { registerPanel } from '../../shell/layout.js';
+import { announce } from '../../stores/announce.js';
 import { reindex } from '../../stores/indexstats.js';
 import { loadRecentFiles } from '../../stores/quickopen.js';
 import {
@@ -34,7 +36,7 @@ import {
 } from './actions.js';
 import { registerSources, searchEverywhere } from './everywhere.js';
 import { expandLines, matchTexts } from './matcher.js';
-import { SearchActions, SearchPanel } from './panel.js';
+import { SearchActions, SearchPanel, wordsOf } from './panel.js';
 import { followFront, quickOpen } from './quickopen.js';
 import { rowInFocus } from './state.js';
 
@@ -101,6 +103,15 @@ const kCommands = [
     title: 'Fold or Unfold All Results',
     when: () => rows.value.length > 0,
     run: collapseResults,
+  },
+  {
+    id: 'search.files',
+    title: 'Choose the Files to Search',
+    run: () => {
+      const filtering = !options.value.filtering;
+      showSearch();
+      setOptions({ filtering });
+    },
   },
   { id: 'search.copyAll', title: 'Copy All Results', when: hasResults, run: copyAll },
   {
@@ -175,8 +186,9 @@ export function startSearch() {
   });
   for (const command of kCommands) registerCommand({ ...command, category: 'Search' });
   for (const command of kPanelCommands)
-    registerCommand({ ...command, category: 'Search', keysWhen: inPanel });
-  for (const command of kTreeCommands) registerCommand({ ...command, category: 'Search', keysWhen: inTree });
+    registerCommand({ ...command, category: 'Search', keysWhen: inPanel, place: 'search' });
+  for (const command of kTreeCommands)
+    registerCommand({ ...command, category: 'Search', keysWhen: inTree, place: 'search' });
   registerCommand({
     id: 'go.file',
     title: 'Go to File…',
@@ -197,6 +209,17 @@ export function startSearch() {
   loadRecentFiles();
   followFront();
   watchBuffers(followBuffer);
+  tellOfResults();
+}
+
+/** Once a search has ended: until then the numbers only grow. */
+function tellOfResults() {
+  let searching = false;
+  effect(() => {
+    const { running, asked } = state.value;
+    if (searching && !running && asked) untracked(() => announce('search', wordsOf()));
+    searching = running;
+  });
 }
 
 /**

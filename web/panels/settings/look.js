@@ -40,15 +40,23 @@ export function EditorSettings() {
   const switches = commands.value.filter(
     (command) => command.checked && command.palette !== false && !/^(layout|window)\./.test(command.id),
   );
-  return html`${switches.map(
-    (command) => html`<${Switch}
-      key=${command.id}
-      label=${command.title}
-      value=${command.checked?.() === true}
-      disabled=${!enabled(command)}
-      set=${() => runCommand(command.id)}
-    />`,
-  )}`;
+  return html`
+    ${switches.map(
+      (command) => html`<${Switch}
+        key=${command.id}
+        label=${command.title}
+        value=${command.checked?.() === true}
+        disabled=${!enabled(command)}
+        set=${() => runCommand(command.id)}
+      />`,
+    )}
+    <div class="setting">
+      <button type="button" class="button" onClick=${() => runCommand('history.clear')}>Delete All Local Versions…</button>
+      <p class="setting-words">
+        Each save keeps a version of the file in .marlin/history of its folder. The panel "File History" lists them.
+      </p>
+    </div>
+  `;
 }
 
 /** What the settings file says and no part of the page can change. */

@@ -13,6 +13,7 @@ import { toast } from '../../shell/toasts.js';
 import { registerDesktop, unregisterDesktop } from '../../stores/desktop.js';
 import { noteActivity, paused, presentFile, presenting, setPaused, startPresence } from '../../stores/presence.js';
 import { applyAndRestart, canUpdate, checkNow, download, skip, startUpdates, update, updateBusy } from '../../stores/updates.js';
+import { AccessSettings } from './access.js';
 import { ClaudeSettings } from './claude.js';
 import { DesktopSettings } from './desktop.js';
 import { EditorSettings, FileSettings, LookSettings } from './look.js';
@@ -25,6 +26,7 @@ import { UpdateBadge, UpdateSettings } from './updates.js';
 const kSections = [
   { id: 'look', title: 'Look', order: 10, component: LookSettings },
   { id: 'editor', title: 'Editor', order: 20, component: EditorSettings },
+  { id: 'access', title: 'Screen Reader', order: 25, component: AccessSettings },
   { id: 'claude', title: 'Claude', order: 30, component: ClaudeSettings },
   { id: 'project', title: 'Project', order: 40, component: ProjectSettings },
   { id: 'updates', title: 'Updates', order: 60, component: UpdateSettings },
@@ -38,6 +40,10 @@ const inState = (/** @type {string} */ state) => update.value.state === state;
 /** @type {Parameters<typeof registerCommand>[0][]} */
 const kCommands = [
   { id: 'settings.open', title: 'Settings', category: 'File', keys: ['ctrl+,'], global: true, run: () => openSettings() },
+  { id: 'settings.look', title: 'Settings: Look', category: 'File', run: () => openSettings('look') },
+  { id: 'settings.editor', title: 'Settings: Editor', category: 'File', run: () => openSettings('editor') },
+  { id: 'settings.claude', title: 'Settings: Claude', category: 'File', run: () => openSettings('claude') },
+  { id: 'settings.file', title: 'Settings: Settings File', category: 'File', run: () => openSettings('file') },
   { id: 'project.setup', title: 'Set Up Project', category: 'Claude', run: () => openSettings('project') },
   { id: 'update.show', title: 'Show Updates', category: 'Help', run: () => openSettings('updates') },
   {

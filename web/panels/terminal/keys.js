@@ -1,6 +1,6 @@
 // Whose a key is while a terminal has the focus: its program's, or the editor's.
 
-import { commands, enabled } from '../../shell/commands.js';
+import { lookUp, takenAway } from '../../shell/commands.js';
 import { keyNames } from '../../shell/keynames.js';
 import { goesToShell } from '../../stores/terminalkeys.js';
 
@@ -14,16 +14,15 @@ export function keptByEditor(event) {
 }
 
 /**
- * Whether the program gets a key. Commands of terminals go before it, while they can run.
+ * Whether the program gets a key. Commands of terminals go before it, while they can run, and so does what the
+ * user bound to them or to a command that stays with the editor by its own keys. What stays with the editor is
+ * the program's once the user took it from all commands.
  * @param {string[]} names
  */
 export function wantedByShell(names) {
-  if (!goesToShell(names)) return false;
-  return !commands.value.some(
-    (command) =>
-      command.id.startsWith('terminal.') &&
-      command.keys?.some((key) => names.includes(key)) &&
-      (command.keysWhen?.() ?? true) &&
-      enabled(command),
-  );
+  if (!goesToShell(names)) return lookUp(names, '', () => true) === null && takenAway(names);
+  return !lookUp(names, '', ({ command, mine }) => command.id.startsWith('terminal.') || (mine && staysHere(command)));
 }
+
+/** @param {import('../../shell/commands.js').Command} command */
+const staysHere = ({ keys }) => keys?.some((key) => !key.includes(' ') && !goesToShell([key])) ?? false;

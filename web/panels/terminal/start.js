@@ -94,7 +94,10 @@ export function startTerminals() {
     actions: TerminalActions,
   });
   // Global: a terminal that has the focus would take the keys for its program.
-  for (const command of kCommands) registerCommand({ ...command, category: 'Terminal', global: true });
+  for (const command of kCommands) {
+    const place = command.keysWhen && 'terminal';
+    registerCommand({ ...command, category: 'Terminal', global: true, place });
+  }
   registerCommand({
     id: 'explorer.openTerminal',
     title: 'Open in Terminal',
