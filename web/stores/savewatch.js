@@ -52,3 +52,26 @@ export function watchedPorts(ports, { encoding, restored = false } = {}) {
     },
   };
 }
+
+/**
+ * Lets the watcher see a change that the bridge makes to files by itself. A file that the change leaves alone is
+ * told with the bytes that it had.
+ * @template T
+ * @param {readonly string[]} paths
+ * @param {{info: SavePorts['info'], read: (path: string) => Promise<Bytes>}} ports
+ * @param {() => Promise<T>} change
+ * @returns {Promise<T>} what the change gave
+ */
+export async function watchedChange(paths, { info, read }, change) {
+  if (!watcher) return change();
+  const { before, after } = watcher;
+  const found = new Map();
+  for (const path of paths) found.set(path, await before(path, await info(path).catch(() => null)));
+  const answer = await change();
+  for (const [path, old] of found) {
+    // Without what stood there before, the text that stands there now is on disk anyway.
+    const bytes = old && (await read(path).catch(() => null));
+    if (bytes) after(path, { bytes, encoding: decodeBytes(bytes).encoding, restored: false }, old);
+  }
+  return answer;
+}

@@ -4,9 +4,9 @@
 import { computed, signal } from '@preact/signals';
 import { BridgeError, call, get } from '../bridge/api.js';
 import { on, onReconnect } from '../bridge/events.js';
-import { readTextFile, savePorts } from './files.js';
+import { readBytes, readTextFile, savePorts } from './files.js';
 import { baseName, isInside } from './paths.js';
-import { watchedPorts } from './savewatch.js';
+import { watchedChange, watchedPorts } from './savewatch.js';
 import { hitKey, hitOf, hitsOfText } from './searchhits.js';
 import { replaceHits } from './searchreplace.js';
 import { countHits, filtered, gather, rowsOf, withFile } from './searchresults.js';
@@ -451,7 +451,9 @@ export async function replace(files) {
     files: watchedPorts(savePorts),
     match: async (text) => (await ports.match([text], wanted))[0] ?? [],
     replaceWhole: (paths) =>
-      call('search/replace', { query, replacement, case: caseSensitive, word, regex, paths }),
+      watchedChange(paths, { info: savePorts.info, read: readBytes }, () =>
+        call('search/replace', { query, replacement, case: caseSensitive, word, regex, paths }),
+      ),
   });
   for (const path of [...outcome.written, ...outcome.unsaved]) await lookAgain(path);
   return outcome;

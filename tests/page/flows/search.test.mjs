@@ -174,6 +174,13 @@ test('search: a replacement is shown before it happens, for one match and for al
   await frontTextIs(page, /value, Value/);
   await page.waitForSelector('.tab.front:not(.dirty)');
   await sums(page, '3 hits in 1 file');
+  await page.keyboard.press('Control+Shift+E');
+  await openFromTree(page, 'proj/docs/guide.md');
+  await page.keyboard.press('Control+Shift+P');
+  await page.getByRole('combobox').fill('Compare with a Local Version');
+  await page.getByRole('combobox').press('Enter');
+  await page.locator('.pick-row', { hasText: 'As it was before a save' }).waitFor();
+  await page.keyboard.press('Escape');
   await done(page);
 });
 

@@ -7,7 +7,7 @@ import { LocalVersions } from '../../../web/stores/localversionsdisk.js';
 import * as shown from '../../../web/stores/localversionsshown.js';
 import * as times from '../../../web/stores/localversionstimeline.js';
 import { entries } from '../../../web/stores/log.js';
-import { watchedPorts, watchSaves } from '../../../web/stores/savewatch.js';
+import { watchedChange, watchedPorts, watchSaves } from '../../../web/stores/savewatch.js';
 import { applyConfig } from '../../../web/stores/settings.js';
 import * as uistate from '../../../web/stores/uistate.js';
 import { startBridge } from '../support/bridge.mjs';
@@ -393,6 +393,30 @@ test('watched saves: what is written over is looked at before, what was written 
   await assert.rejects(watchedPorts(ports).write('p/a', bytesOf('a')), /disk full/);
   await assert.rejects(watchedPorts(ports).create('p/a', bytesOf('a')), /disk full/);
   assert.deepEqual(log, ['before p/a 1']);
+  watchSaves(null);
+});
+
+test('watched changes: files that the bridge changes by itself are told as it left them', async () => {
+  const disk = new Map([['p/a', 'one'], ['p/b', 'two'], ['p/c', 'three']]);
+  const told = [];
+  const ports = {
+    info: async (path) => ({ size: disk.get(path).length, modified: 2 }),
+    read: async (path) => (disk.has(path) ? bytesOf(disk.get(path)) : Promise.reject(new Error('gone'))),
+  };
+  const change = async () => {
+    for (const path of disk.keys()) disk.set(path, disk.get(path).toUpperCase());
+    disk.delete('p/c');
+    return 'done';
+  };
+  assert.equal(await watchedChange(['p/a'], ports, async () => 'alone'), 'alone', 'nobody watches');
+  watchSaves({
+    before: async (path) => (path === 'p/b' ? null : disk.get(path)),
+    after: (path, { bytes, encoding, restored }, found) => told.push([path, textOf(bytes), encoding, restored, found]),
+  });
+  assert.equal(await watchedChange([...disk.keys()], ports, change), 'done');
+  assert.deepEqual(told.splice(0), [['p/a', 'ONE', 'utf8', false, 'one']], 'one that was not looked at, and one that is gone, are not told');
+  await assert.rejects(watchedChange(['p/a'], ports, () => Promise.reject(new Error('no link'))), /no link/);
+  assert.deepEqual(told, []);
   watchSaves(null);
 });
 
