@@ -154,6 +154,22 @@ TEST_F(WinInstance, AnythingButOkIsNoAnswer) {
     EXPECT_EQ(served, 3);
 }
 
+// In a folder that all may write to, anybody could lie in wait under the name.
+TEST_F(WinInstance, SocketOfAnotherUserIsToldNothing) {
+    constexpr uid_t kNobody = 65534;
+    (void)forward({});
+    ASSERT_EQ(::chmod(dir.path().c_str(), 0777), 0);
+    if (::geteuid() != 0 || ::seteuid(kNobody) != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+    const Fd theirs = listenAt(socketPath);
+    ASSERT_EQ(::seteuid(::getuid()), 0);
+    ASSERT_TRUE(theirs);
+    EXPECT_FALSE(mbwin::forwardToExistingInstance({"/a"}, hasty()));
+    const Fd connection(::accept(theirs.value, nullptr, nullptr));
+    char byte = 0;
+    EXPECT_EQ(::recv(connection.value, &byte, 1, 0), 0);
+}
+
 TEST_F(WinInstance, OwnerThatIsNotYetListeningIsWaitedFor) {
     (void)forward({});
     std::optional<Owner> owner;
