@@ -4,7 +4,7 @@ import { normalKeys, shownKeys } from '../shell/keynames.js';
 import { conflictsOf, isChanged, placeOf } from './keybindings.js';
 
 /**
- * @typedef {import('./keybindings.js').Bindable & {title: string, category?: string}} Named
+ * @typedef {import('./keybindings.js').Bindable & {title: string, category?: string, palette?: boolean}} Named
  * @typedef {import('./keybindings.js').Conflict<Named>} Conflict
  *
  * @typedef {object} Row
@@ -46,7 +46,9 @@ const titleOf = ({ category, title }) => (category ? `${category}: ${title}` : t
 export function keyRows(commands, table, user) {
   const rows = commands.flatMap((command) => {
     const own = table.of.get(command.id) ?? [];
-    return own.length ? own.map((binding, at) => rowOf(binding, at, table, user)) : [emptyRow(command, user)];
+    if (own.length) return own.map((binding, at) => rowOf(binding, at, table, user));
+    // One that only works on what is handed to it has nothing to do when a key alone calls it.
+    return command.palette === false && !isChanged(user, command.id) ? [] : [emptyRow(command, user)];
   });
   rows.sort((one, other) => one.title.localeCompare(other.title));
   return [...rows, ...unknownRows(commands, user)];

@@ -253,6 +253,10 @@ test('keybindings: the rows of the list, and what narrows them', () => {
     ['gone (not there)', 'f9', 'Yours'],
   ]);
   assert.equal(new Set(rows.map(({ key }) => key)).size, rows.length);
+  const inner = { id: 'inner', title: 'Inner', palette: false };
+  const bound = { add: [add('inner', 'f7')], remove: [] };
+  const innerRows = (changes) => keyRows([inner], tableOf([inner], changes), changes).map(({ keys }) => keys);
+  assert.deepEqual([innerRows(kNone), innerRows(bound)], [[], ['f7']], 'what needs something handed to it is left out');
   assert.deepEqual(seen({ conflicts: true }), [['File: Save', 'f3', 'Yours'], ['Find', 'f3', 'Default']]);
   assert.deepEqual(seen({ mine: true }).map(([title]) => title), ['Comment', 'File: Save', 'File: Save', 'gone (not there)']);
   assert.deepEqual(seen({ words: 'FIND ctrl' }), [['Find', 'ctrl+f', 'Default']]);
