@@ -2,7 +2,9 @@
 // Both ends of the single-instance channel for tests, well-behaved and not.
 
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -52,6 +54,11 @@ public:
             bytes.remove_prefix(static_cast<size_t>(sent));
         }
         return true;
+    }
+    // What the other end has not taken yet; not in bytes of the message.
+    int unread() const {
+        int left = -1;
+        return ::ioctl(socket.value, SIOCOUTQ, &left) == 0 ? left : -1;
     }
     void finish() const { ::shutdown(socket.value, SHUT_WR); }
     // Up to the end of the connection; nothing when that does not come.

@@ -100,6 +100,8 @@ TEST_F(WinInstance, WhoSpeaksWhileTheOwnerStopsGetsNoAnswer) {
     const Sender stalled(socketPath);
     ASSERT_TRUE(stalled.send(R"({"paths":["/a"]})"));
     ASSERT_EQ(Sender(socketPath).connected(), true);
+    // Now its owner waits for more.
+    ASSERT_TRUE(mbtest::waitUntil([&] { return stalled.unread() == 0; }, 20000));
     owner.stop();
     EXPECT_EQ(stalled.answer(), "");
     EXPECT_TRUE(owner.received().empty());
