@@ -36,7 +36,8 @@ if(MARLIN_PRECOMPILE)
     target_compile_options(marlin_options INTERFACE -pthread)
     # One precompiled header for all modules and one for all tests. A build without them, such as the
     # release's, shows when a file leans on an include that is not its own.
-    file(WRITE "${CMAKE_BINARY_DIR}/precompiled.cpp" "")
+    # Written only when it differs: a newer one would build everything anew at each configuration.
+    file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/precompiled.cpp" CONTENT "// Only carries the header.\n")
     add_library(marlin_precompiled OBJECT "${CMAKE_BINARY_DIR}/precompiled.cpp")
     target_link_libraries(marlin_precompiled PRIVATE marlin_options)
     target_precompile_headers(marlin_precompiled PRIVATE
