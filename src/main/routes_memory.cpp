@@ -67,7 +67,7 @@ Response memoryWrite(App& app, const Request& request) {
     std::string path;
     if (!mbmem::resolve(memoryFolder(app), body["file"].asString(), path))
         return Response::error(400, "not a memory file");
-    if (!mbutil::writeFileRaw(path, body["contents"].asString()))
+    if (!mbmem::writeNote(path, body["contents"].asString()))
         return Response::error(500, "could not write the memory");
     return okResponse();
 }

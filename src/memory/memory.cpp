@@ -103,6 +103,12 @@ bool readNote(const std::string& path, std::string& out) {
            mbutil::readFileRaw(path, out);
 }
 
+bool writeNote(const std::string& path, std::string_view text) {
+    struct stat info = {};
+    const bool taken = ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
+    return !taken && mbutil::writeFileRaw(path, text);
+}
+
 std::string frontmatterValue(std::string_view text, std::string_view key) {
     for (const std::string& raw : mbutil::split(keyZone(text), '\n')) {
         const std::string line = mbutil::trim(raw);

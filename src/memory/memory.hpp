@@ -45,6 +45,8 @@ bool resolve(const std::string& directory, const std::string& file, std::string&
 // The bytes of one. False for what cannot be read and for what is no file, such as a pipe, which
 // could hold its reader for ever.
 bool readNote(const std::string& path, std::string& out);
+// Makes or replaces one, in a folder that exists; false as above.
+bool writeNote(const std::string& path, std::string_view text);
 
 // The value of a "key: value" line of the frontmatter, or of the first bytes of a text without one.
 std::string frontmatterValue(std::string_view text, std::string_view key);

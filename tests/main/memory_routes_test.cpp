@@ -55,6 +55,8 @@ TEST_F(MemoryRoutes, PipeIsNoNote) {
     write("a.md", "");
     ASSERT_EQ(::mkfifo((folder + "/pipe.md").c_str(), 0600), 0);
     expectError(bridge.get("/api/memory/read?file=pipe.md"), 404, "no such memory");
+    expectError(bridge.post("/api/memory/write", object({{"file", "pipe.md"}, {"contents", "x"}})),
+                500, "could not write the memory");
     EXPECT_EQ(bridge.get("/api/memory/list").json()["entries"].asArray().size(), 2U);
 }
 
